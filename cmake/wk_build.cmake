@@ -1,0 +1,48 @@
+# How every target of this tree is compiled, and the one way to declare a folder's library.
+
+add_library(wk_flags INTERFACE)
+target_compile_options(wk_flags INTERFACE
+  -Wall -Wextra -Wpedantic -Wconversion -Wshadow -Werror
+  -fno-omit-frame-pointer -ffile-prefix-map=${CMAKE_SOURCE_DIR}/=)
+target_include_directories(wk_flags INTERFACE ${CMAKE_SOURCE_DIR})
+if(WK_SANITIZE)
+  target_compile_options(wk_flags INTERFACE -fsanitize=${WK_SANITIZE} -fno-sanitize-recover=all)
+  target_link_options(wk_flags INTERFACE -fsanitize=${WK_SANITIZE})
+endif()
+if(WK_FUZZ)
+  target_compile_options(wk_flags INTERFACE -fsanitize=fuzzer-no-link)
+endif()
+set(CMAKE_CXX_FLAGS_RELWITHDEBINFO "-O2 -g")
+if(WK_LTO)
+  set(CMAKE_INTERPROCEDURAL_OPTIMIZATION ON)
+  add_link_options(-flto=auto)
+endif()
+
+# wk_add_library(FOLDER LINK libraries... PRIVATE libraries...)
+# Makes every .cc file of FOLDER one static library named after the folder, slashes turned into
+# underscores. main.cc is a program's and is left out.
+function(wk_add_library folder)
+  cmake_parse_arguments(arg "" "" "LINK;PRIVATE" ${ARGN})
+  string(REPLACE "/" "_" name ${folder})
+  file(GLOB sources CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/${folder}/*.cc)
+  list(FILTER sources EXCLUDE REGEX "/main\\.cc$")
+  add_library(${name} STATIC ${sources})
+  target_compile_options(${name} PRIVATE -fno-exceptions -fno-rtti)
+  target_link_libraries(${name} PUBLIC ${arg_LINK} PRIVATE wk_flags ${arg_PRIVATE})
+endfunction()
+
+# wk_add_tests(FOLDER LINK libraries...)
+# Makes every *_test.cc file of tests/FOLDER one test program, <folder>_tests, known to CTest.
+function(wk_add_tests folder)
+  cmake_parse_arguments(arg "" "" "LINK" ${ARGN})
+  string(REPLACE "/" "_" name ${folder})
+  file(GLOB sources CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/tests/${folder}/*_test.cc)
+  if(NOT sources)
+    return()
+  endif()
+  add_executable(${name}_tests ${sources})
+  target_link_libraries(${name}_tests PRIVATE ${arg_LINK} tests_support wk_flags GTest::gmock
+                        GTest::gtest_main)
+  add_test(NAME ${name} COMMAND ${name}_tests)
+  set_tests_properties(${name} PROPERTIES TIMEOUT 600)
+endfunction()

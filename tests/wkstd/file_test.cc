@@ -1,0 +1,129 @@
+#include "wkstd/file.h"
+
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <cstdlib>
+#include <string>
+
+#include "tests/support/temp_directory.h"
+#include "wkstd/directory.h"
+
+namespace wk {
+namespace {
+
+// No file may grow beyond so many bytes while the record lives.
+struct full_disk {
+  struct rlimit before {};
+  explicit full_disk(rlim_t max_bytes) {
+    ::signal(SIGXFSZ, SIG_IGN);
+    ::getrlimit(RLIMIT_FSIZE, &before);
+    const struct rlimit limit { max_bytes, before.rlim_max };
+    ::setrlimit(RLIMIT_FSIZE, &limit);
+  }
+  ~full_disk() { ::setrlimit(RLIMIT_FSIZE, &before); }
+};
+
+TEST(output_file, keeps_what_was_there_only_when_appending) {
+  const temp_directory directory;
+  const std::string path = directory.path + "/f";
+  for (const auto& [mode, expected] :
+       {std::pair{FILE_TRUNCATE, "1"}, {FILE_APPEND, "11"}, {FILE_TRUNCATE, "1"}}) {
+    output_file_ptr file = open_output_file(path, mode);
+    ASSERT_NE(file, nullptr);
+    write_output_file(*file, "1");
+    EXPECT_TRUE(finish_output_file(file));
+    EXPECT_EQ(read_test_file(path), expected);
+  }
+  struct stat facts {};
+  ASSERT_EQ(::stat(path.c_str(), &facts), 0);
+  EXPECT_EQ(facts.st_mode & 0777, 0600u);
+  EXPECT_EQ(open_output_file(directory.path + "/none/f", FILE_APPEND), nullptr);
+}
+
+TEST(output_file, says_at_the_end_that_the_disk_refused) {
+  const temp_directory directory;
+  output_file_ptr file = open_output_file(directory.path + "/f", FILE_TRUNCATE);
+  const full_disk disk(1'000);
+  for (int i = 0; i < 300; ++i) write_output_file(*file, std::string(1'000, 'x'));
+  EXPECT_FALSE(flush_output_file(*file));
+  EXPECT_FALSE(finish_output_file(file));
+}
+
+TEST(append_record_output_file, leaves_no_half_record) {
+  const temp_directory directory;
+  const std::string path = directory.path + "/f";
+  output_file_ptr file = open_output_file(path, FILE_TRUNCATE);
+  ASSERT_TRUE(append_record_output_file(*file, {"head", "", "body"}));
+  {
+    const full_disk disk(10);
+    EXPECT_FALSE(append_record_output_file(*file, {"he", "ad", std::string(100, 'x')}));
+    EXPECT_EQ(read_test_file(path), "headbody");
+  }
+  EXPECT_TRUE(append_record_output_file(*file, {"again"})) << "the file stays usable";
+  EXPECT_TRUE(finish_output_file(file));
+  EXPECT_EQ(read_test_file(path), "headbodyagain");
+}
+
+TEST(line_reader, gives_every_line_whatever_its_length) {
+  const temp_directory directory;
+  const std::string path = directory.path + "/f";
+  const std::string lines[] = {"a", "", std::string(200'000, 'b'), std::string(65'536, 'c'),
+                               "last"};
+  std::string bytes;
+  for (const std::string& line : lines) bytes += line + "\n";
+  bytes.pop_back();  // the last line needs no line feed
+  write_test_file(path, bytes);
+  const line_reader_ptr reader = open_line_reader(path);
+  ASSERT_NE(reader, nullptr);
+  std::string_view line;
+  for (const std::string& expected : lines) {
+    ASSERT_TRUE(read_line(*reader, line));
+    EXPECT_EQ(line, expected);
+  }
+  EXPECT_FALSE(read_line(*reader, line));
+  EXPECT_FALSE(reader->failed);
+}
+
+TEST(line_reader, tells_a_fault_from_the_end) {
+  const temp_directory directory;
+  const line_reader_ptr reader =
+      open_line_reader(directory.path);  // reading a directory is refused
+  ASSERT_NE(reader, nullptr);
+  std::string_view line;
+  EXPECT_FALSE(read_line(*reader, line));
+  EXPECT_TRUE(reader->failed);
+}
+
+TEST(empty_directory, removes_files_and_nothing_else) {
+  const temp_directory directory;
+  const std::string inside = make_directory(directory, "full");
+  const std::string outside = directory.path + "/outside";
+  write_test_file(outside, "kept");
+  write_test_file(make_directory(directory, "full/below") + "/f", "kept");
+  write_test_file(inside + "/f", "goes");
+  ASSERT_EQ(::symlink(outside.c_str(), (inside + "/link").c_str()), 0);
+  EXPECT_TRUE(empty_directory(inside));
+  std::vector<std::string> names;
+  ASSERT_TRUE(list_files(inside, names));
+  EXPECT_TRUE(names.empty());
+  EXPECT_EQ(read_test_file(inside + "/link"), "kept");
+  EXPECT_EQ(read_test_file(inside + "/below/f"), "kept");
+  EXPECT_FALSE(empty_directory(directory.path + "/none"));
+}
+
+TEST(is_precious_directory, knows_the_places_that_are_never_emptied) {
+  const temp_directory directory;
+  EXPECT_TRUE(is_precious_directory("/"));
+  EXPECT_TRUE(is_precious_directory("."));
+  EXPECT_TRUE(is_precious_directory("/tmp/.."));
+  ASSERT_NE(std::getenv("HOME"), nullptr);
+  EXPECT_TRUE(is_precious_directory(std::getenv("HOME")));
+  EXPECT_FALSE(is_precious_directory(directory.path));
+}
+
+}  // namespace
+}  // namespace wk

@@ -1,0 +1,30 @@
+#!/usr/bin/env bash
+# Installs every Debian 12 package that building, testing and the demo need. Run by demo.sh and
+# test.sh; does nothing, and needs no network, when all is there.
+set -euo pipefail
+
+packages=(
+  # building
+  g++ cmake ninja-build ccache pkg-config
+  libxml2-dev libpcre2-dev libpugixml-dev zlib1g-dev
+  # testing
+  libgtest-dev libgmock-dev libbenchmark-dev clang-format-14 clang-tidy-14 python3-minimal curl
+  # a web server and a real site for the demo, the tests and the benchmark
+  nginx-light python3-doc
+)
+
+missing=()
+for package in "${packages[@]}"; do
+  status=$(dpkg-query -W -f '${db:Status-Status}' "$package" 2>/dev/null || true)
+  [ "$status" = installed ] || missing+=("$package")
+done
+[ ${#missing[@]} -eq 0 ] && exit 0
+
+as_root=()
+if [ "$(id -u)" -ne 0 ]; then as_root=(sudo); fi
+echo "setup: installing ${missing[*]}"
+export DEBIAN_FRONTEND=noninteractive
+"${as_root[@]}" apt-get update -qq
+# Another package manager may be at work on a fresh machine; its lock is waited for.
+"${as_root[@]}" apt-get install -y -qq --no-install-recommends -o DPkg::Lock::Timeout=300 \
+  "${missing[@]}" >/dev/null

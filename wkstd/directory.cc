@@ -1,0 +1,82 @@
+#include "wkstd/directory.h"
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <pwd.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <memory>
+
+namespace wk {
+namespace {
+
+struct close_directory {
+  void operator()(DIR* directory) const { ::closedir(directory); }
+};
+using directory_ptr = std::unique_ptr<DIR, close_directory>;
+
+bool is_home_directory(const std::string& path) {
+  const char* home = std::getenv("HOME");
+  if (home != nullptr && *home != '\0' && is_same_directory(path, home)) return true;
+  const struct passwd* user = ::getpwuid(::geteuid());
+  return user != nullptr && user->pw_dir != nullptr && is_same_directory(path, user->pw_dir);
+}
+
+}  // namespace
+
+bool is_directory(const std::string& path) {
+  struct stat facts {};
+  return ::stat(path.c_str(), &facts) == 0 && S_ISDIR(facts.st_mode);
+}
+
+bool is_regular_file(const std::string& path) {
+  struct stat facts {};
+  return ::lstat(path.c_str(), &facts) == 0 && S_ISREG(facts.st_mode);
+}
+
+bool get_file_size(const std::string& path, uint64_t& size) {
+  struct stat facts {};
+  if (::stat(path.c_str(), &facts) != 0 || !S_ISREG(facts.st_mode)) return false;
+  size = static_cast<uint64_t>(facts.st_size);
+  return true;
+}
+
+bool is_same_directory(const std::string& a, const std::string& b) {
+  struct stat facts_a {};
+  struct stat facts_b {};
+  return ::stat(a.c_str(), &facts_a) == 0 && ::stat(b.c_str(), &facts_b) == 0 &&
+         facts_a.st_dev == facts_b.st_dev && facts_a.st_ino == facts_b.st_ino;
+}
+
+bool list_files(const std::string& directory, std::vector<std::string>& names) {
+  names.clear();
+  const directory_ptr entries(::opendir(directory.c_str()));
+  if (entries == nullptr) return false;
+  while (const struct dirent* entry = ::readdir(entries.get())) {
+    struct stat facts {};
+    if (::fstatat(::dirfd(entries.get()), entry->d_name, &facts, AT_SYMLINK_NOFOLLOW) != 0)
+      continue;
+    if (S_ISREG(facts.st_mode)) names.emplace_back(entry->d_name);
+  }
+  std::sort(names.begin(), names.end());
+  return true;
+}
+
+bool is_precious_directory(const std::string& path) {
+  return is_same_directory(path, "/") || is_same_directory(path, ".") || is_home_directory(path);
+}
+
+bool empty_directory(const std::string& directory) {
+  std::vector<std::string> names;
+  if (!list_files(directory, names)) return false;
+  bool emptied = true;
+  for (const std::string& name : names) {
+    if (::unlink((directory + "/" + name).c_str()) != 0) emptied = false;
+  }
+  return emptied;
+}
+
+}  // namespace wk

@@ -1,0 +1,26 @@
+// Directories: what stands in one, and emptying one.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace wk {
+
+[[nodiscard]] bool is_directory(const std::string& path);
+[[nodiscard]] bool is_regular_file(const std::string& path);  // a symbolic link is none
+[[nodiscard]] bool get_file_size(const std::string& path, uint64_t& size);
+[[nodiscard]] bool is_same_directory(const std::string& a, const std::string& b);
+
+// The names (not paths) of the regular files directly inside, sorted. False when it cannot be read.
+[[nodiscard]] bool list_files(const std::string& directory, std::vector<std::string>& names);
+
+// True for "/", the home directory and the working directory: never to be emptied, whatever a
+// profile says.
+[[nodiscard]] bool is_precious_directory(const std::string& path);
+
+// Removes the regular files directly inside; no directory is entered and no link followed. False
+// when the directory cannot be read or a file stays.
+bool empty_directory(const std::string& directory);
+
+}  // namespace wk

@@ -1,0 +1,53 @@
+#include "wkstd/error.h"
+
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdlib>
+
+#include "wkstd/text.h"
+
+namespace wk {
+
+void print_message(std::string_view text) {
+  while (!text.empty()) {
+    const ssize_t written = ::write(STDERR_FILENO, text.data(), text.size());
+    if (written < 0 && errno == EINTR) continue;
+    if (written <= 0) return;  // nobody listens; there is no other place to say so
+    text.remove_prefix(static_cast<size_t>(written));
+  }
+}
+
+int report_error(uint32_t code, std::string_view text) {
+  switch (code) {
+    case ERROR_FATAL:
+      report_fatal_error(text);
+    case ERROR_WARNING:
+      print_message(format_text("WARNING: %.*s\n", static_cast<int>(text.size()), text.data()));
+      break;
+    case ERROR_MEMORY_LIMIT:
+      print_message("MEMORY LIMIT\n");
+      std::exit(1);
+    case ERROR_MESSAGE:
+      print_message(format_text("MESSAGE: %.*s\n", static_cast<int>(text.size()), text.data()));
+      break;
+    default:
+      print_message(format_text("p_catch(): unrecognized exception code (%u)\n", code));
+      break;
+  }
+  return 1;
+}
+
+void report_fatal_error(std::string_view text) {
+  print_message(format_text("ERROR: %.*s\n", static_cast<int>(text.size()), text.data()));
+  std::exit(1);
+}
+
+int check_condition(bool condition, const char* condition_text, const char* /*file*/, int /*line*/,
+                    const char* /*function*/) {
+  if (condition) return 0;
+  report_error(ERROR_WARNING, format_text("Condition failed: %s", condition_text));
+  return 1;
+}
+
+}  // namespace wk

@@ -1,0 +1,206 @@
+#include "wkstd/file.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <sys/uio.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <cstring>
+
+namespace wk {
+namespace {
+
+constexpr size_t BUFFER_BYTES = 64 * 1024;
+constexpr mode_t OWNER_ONLY = 0600;
+
+int open_file(const std::string& path, int flags) {
+  int handle = -1;
+  do {
+    handle = ::open(path.c_str(), flags | O_CLOEXEC, OWNER_ONLY);
+  } while (handle < 0 && errno == EINTR);
+  return handle;
+}
+
+// Bytes taken before the system refused.
+size_t write_bytes(int handle, std::string_view bytes) {
+  size_t done = 0;
+  while (done < bytes.size()) {
+    const ssize_t written = ::write(handle, bytes.data() + done, bytes.size() - done);
+    if (written < 0 && errno == EINTR) continue;
+    if (written <= 0) break;
+    done += static_cast<size_t>(written);
+  }
+  return done;
+}
+
+// One more buffer of the file; false when nothing came.
+bool fill_line_reader(line_reader& reader) {
+  if (reader.at_end) return false;
+  reader.buffer.erase(0, reader.next);
+  reader.next = 0;
+  const size_t before = reader.buffer.size();
+  reader.buffer.resize(before + BUFFER_BYTES);
+  ssize_t got = -1;
+  do {
+    got = ::read(reader.handle, reader.buffer.data() + before, BUFFER_BYTES);
+  } while (got < 0 && errno == EINTR);
+  reader.failed = reader.failed || got < 0;
+  reader.buffer.resize(before + (got > 0 ? static_cast<size_t>(got) : 0));
+  reader.at_end = got <= 0;
+  return got > 0;
+}
+
+}  // namespace
+
+void close_output_file::operator()(output_file* file) const {
+  if (file == nullptr) return;
+  (void)flush_output_file(*file);  // the owner who cares has finished the file before
+  if (file->handle >= 0) ::close(file->handle);
+  delete file;
+}
+
+output_file_ptr open_output_file(const std::string& path, file_mode mode) {
+  const int how = mode == FILE_APPEND ? O_APPEND : O_TRUNC;
+  const int handle = open_file(path, O_WRONLY | O_CREAT | how);
+  if (handle < 0) return nullptr;
+  output_file_ptr file(new output_file);
+  file->handle = handle;
+  struct stat facts {};
+  if (::fstat(handle, &facts) == 0 && facts.st_size > 0) {
+    file->size = static_cast<uint64_t>(facts.st_size);
+  }
+  return file;
+}
+
+void write_output_file(output_file& file, std::string_view bytes) {
+  if (file.broken) return;
+  if (file.buffer.size() + bytes.size() > BUFFER_BYTES && !file.buffer.empty()) {
+    if (!flush_output_file(file)) return;
+  }
+  file.buffer.append(bytes);
+}
+
+bool flush_output_file(output_file& file) {
+  if (file.broken) return false;
+  const size_t done = write_bytes(file.handle, file.buffer);
+  file.size += done;
+  file.broken = done < file.buffer.size();
+  file.buffer.clear();
+  return !file.broken;
+}
+
+bool sync_output_file(output_file& file) {
+  if (!flush_output_file(file)) return false;
+  if (::fsync(file.handle) != 0) file.broken = true;
+  return !file.broken;
+}
+
+bool finish_output_file(output_file_ptr& file) {
+  if (file == nullptr) return false;
+  bool whole = flush_output_file(*file);
+  if (::close(file->handle) != 0) whole = false;
+  file->handle = -1;
+  file.reset();
+  return whole;
+}
+
+bool append_record_output_file(output_file& file, std::initializer_list<std::string_view> pieces) {
+  if (!flush_output_file(file)) return false;
+  const uint64_t before = file.size;
+  std::array<struct iovec, 8> parts{};
+  if (pieces.size() > parts.size()) return false;
+  size_t nb_parts = 0;
+  size_t total = 0;
+  for (const std::string_view piece : pieces) {
+    if (piece.empty()) continue;
+    parts[nb_parts++] = {const_cast<char*>(piece.data()), piece.size()};
+    total += piece.size();
+  }
+  size_t first = 0;
+  size_t done = 0;
+  while (first < nb_parts) {
+    const ssize_t written =
+        ::writev(file.handle, parts.data() + first, static_cast<int>(nb_parts - first));
+    if (written < 0 && errno == EINTR) continue;
+    if (written <= 0) break;
+    done += static_cast<size_t>(written);
+    size_t left = static_cast<size_t>(written);
+    while (first < nb_parts && left >= parts[first].iov_len) left -= parts[first++].iov_len;
+    if (first < nb_parts) {
+      parts[first].iov_base = static_cast<char*>(parts[first].iov_base) + left;
+      parts[first].iov_len -= left;
+    }
+  }
+  if (done == total) {
+    file.size = before + total;
+    return true;
+  }
+  // The half record goes; only when even that is refused is the file no longer what it says.
+  const int refusal = errno;
+  if (::ftruncate(file.handle, static_cast<off_t>(before)) != 0 ||
+      ::lseek(file.handle, static_cast<off_t>(before), SEEK_SET) < 0) {
+    file.broken = true;
+  }
+  errno = refusal;
+  return false;
+}
+
+void close_line_reader::operator()(line_reader* reader) const {
+  if (reader == nullptr) return;
+  ::close(reader->handle);
+  delete reader;
+}
+
+line_reader_ptr open_line_reader(const std::string& path) {
+  const int handle = open_file(path, O_RDONLY);
+  if (handle < 0) return nullptr;
+  line_reader_ptr reader(new line_reader);
+  reader->handle = handle;
+  return reader;
+}
+
+bool read_line(line_reader& reader, std::string_view& line) {
+  size_t searched = reader.next;
+  for (;;) {
+    const void* feed =
+        std::memchr(reader.buffer.data() + searched, '\n', reader.buffer.size() - searched);
+    if (feed != nullptr) {
+      const size_t at = static_cast<size_t>(static_cast<const char*>(feed) - reader.buffer.data());
+      line = std::string_view(reader.buffer).substr(reader.next, at - reader.next);
+      reader.next = at + 1;
+      return true;
+    }
+    searched = reader.buffer.size() - reader.next;  // where the unread part ends after the shift
+    if (!fill_line_reader(reader)) break;
+  }
+  if (reader.failed || reader.next >= reader.buffer.size()) return false;
+  line = std::string_view(reader.buffer).substr(reader.next);
+  reader.next = reader.buffer.size();
+  return true;
+}
+
+bool read_whole_file(const std::string& path, uint64_t max_bytes, std::string& out) {
+  out.clear();
+  const int handle = open_file(path, O_RDONLY);
+  if (handle < 0) return false;
+  bool whole = false;
+  while (out.size() <= max_bytes) {
+    const size_t before = out.size();
+    out.resize(before + BUFFER_BYTES);
+    const ssize_t got = ::read(handle, out.data() + before, BUFFER_BYTES);
+    out.resize(before + (got > 0 ? static_cast<size_t>(got) : 0));
+    if (got < 0 && errno == EINTR) continue;
+    whole = got == 0;
+    if (got <= 0) break;
+  }
+  ::close(handle);
+  if (!whole || out.size() > max_bytes) {
+    out.clear();
+    return false;
+  }
+  return true;
+}
+
+}  // namespace wk

@@ -1,0 +1,61 @@
+#include "wkstd/memory.h"
+
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <new>
+
+#include "wkstd/error.h"
+
+namespace wk {
+namespace {
+
+allocator_hook hook_in_force = nullptr;
+
+[[noreturn]] void report_allocation_failure(size_t size) {
+  char text[64];
+  std::snprintf(text, sizeof text, "Unable to allocate %u bytes", static_cast<uint32_t>(size));
+  handle_memory_failure(ERROR_MEMORY_LIMIT, text);
+}
+
+}  // namespace
+
+void set_allocator_hook(allocator_hook hook) { hook_in_force = hook; }
+
+void* allocate_memory(size_t size) {
+  const size_t wanted = size == 0 ? 1 : size;
+  void* block = hook_in_force != nullptr ? hook_in_force(wanted) : std::malloc(wanted);
+  if (block == nullptr) report_allocation_failure(size);
+  return block;
+}
+
+void* allocate_zeroed_memory(size_t size) {
+  if (hook_in_force == nullptr) {
+    // calloc hands out untouched pages, so a large sparse array costs only what is used of it.
+    void* block = std::calloc(1, size == 0 ? 1 : size);
+    if (block == nullptr) report_allocation_failure(size);
+    return block;
+  }
+  void* block = allocate_memory(size);
+  std::memset(block, 0, size);
+  return block;
+}
+
+void handle_memory_failure(uint32_t code, const char* text) {
+  char line[160];
+  const int length =
+      std::snprintf(line, sizeof line, "Caught mem exception, code %u:\n%s\n", code, text);
+  if (length > 0) print_message({line, static_cast<size_t>(length)});
+  std::abort();
+}
+
+}  // namespace wk
+
+void* operator new(size_t size) { return wk::allocate_memory(size); }
+void* operator new[](size_t size) { return wk::allocate_memory(size); }
+void operator delete(void* block) noexcept { std::free(block); }
+void operator delete[](void* block) noexcept { std::free(block); }
+void operator delete(void* block, size_t /*size*/) noexcept { std::free(block); }
+void operator delete[](void* block, size_t /*size*/) noexcept { std::free(block); }
