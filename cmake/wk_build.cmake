@@ -6,7 +6,9 @@ target_compile_options(wk_flags INTERFACE
   -fno-omit-frame-pointer -ffile-prefix-map=${CMAKE_SOURCE_DIR}/=)
 target_include_directories(wk_flags INTERFACE ${CMAKE_SOURCE_DIR})
 if(WK_SANITIZE)
-  target_compile_options(wk_flags INTERFACE -fsanitize=${WK_SANITIZE} -fno-sanitize-recover=all)
+  # The vptr check needs type information, which the libraries are built without.
+  target_compile_options(wk_flags INTERFACE -fsanitize=${WK_SANITIZE} -fno-sanitize-recover=all
+                                            -fno-sanitize=vptr)
   target_link_options(wk_flags INTERFACE -fsanitize=${WK_SANITIZE})
 endif()
 if(WK_FUZZ)

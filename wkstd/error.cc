@@ -4,6 +4,7 @@
 
 #include <cerrno>
 #include <cstdlib>
+#include <cstring>
 
 #include "wkstd/text.h"
 
@@ -16,6 +17,11 @@ void print_message(std::string_view text) {
     if (written <= 0) return;  // nobody listens; there is no other place to say so
     text.remove_prefix(static_cast<size_t>(written));
   }
+}
+
+std::string get_system_error_text(int error_number) {
+  char text[128];
+  return ::strerror_r(error_number, text, sizeof text);  // GNU's answers where the text stands
 }
 
 int report_error(uint32_t code, std::string_view text) {

@@ -29,6 +29,9 @@ int report_error(uint32_t code, std::string_view text);
 int check_condition(bool condition, const char* condition_text, const char* file, int line,
                     const char* function);
 
+// What the system says about an errno value, as strerror does, for any thread.
+[[nodiscard]] std::string get_system_error_text(int error_number);
+
 // Writes text to standard error as it stands, in one write: alarms and notes that are no reports.
 void print_message(std::string_view text);
 

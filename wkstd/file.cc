@@ -5,14 +5,15 @@
 #include <sys/uio.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
+#include <cassert>
 #include <cerrno>
-#include <cstring>
 
 namespace wk {
 namespace {
 
-constexpr size_t BUFFER_BYTES = 64 * 1024;
+constexpr size_t BUFFER_BYTES = size_t{64} * 1024;
 constexpr mode_t OWNER_ONLY = 0600;
 
 int open_file(const std::string& path, int flags) {
@@ -33,6 +34,45 @@ size_t write_bytes(int handle, std::string_view bytes) {
     done += static_cast<size_t>(written);
   }
   return done;
+}
+
+// The same for bytes that lie apart. parts is used up.
+size_t write_parts(int handle, std::span<struct iovec> parts) {
+  size_t done = 0;
+  while (!parts.empty()) {
+    const ssize_t written = ::writev(handle, parts.data(), static_cast<int>(parts.size()));
+    if (written < 0 && errno == EINTR) continue;
+    if (written <= 0) break;
+    done += static_cast<size_t>(written);
+    size_t left = static_cast<size_t>(written);
+    while (!parts.empty() && left >= parts.front().iov_len) {
+      left -= parts.front().iov_len;
+      parts = parts.subspan(1);
+    }
+    if (!parts.empty()) {
+      parts.front().iov_base = static_cast<char*>(parts.front().iov_base) + left;
+      parts.front().iov_len -= left;
+    }
+  }
+  return done;
+}
+
+// Takes the last bytes off the file again. Only when even that is refused is the file no longer
+// what it says. The size is asked anew: somebody may have emptied the file while it was being
+// written, and cutting at a remembered size would then make it longer. Leaves errno alone.
+void cut_back_file(output_file& file, size_t nb_torn_bytes) {
+  if (nb_torn_bytes == 0) return;
+  const int refusal = errno;
+  struct stat facts {};
+  const off_t torn = static_cast<off_t>(nb_torn_bytes);
+  if (::fstat(file.handle, &facts) == 0 && facts.st_size >= torn &&
+      ::ftruncate(file.handle, facts.st_size - torn) == 0 &&
+      ::lseek(file.handle, facts.st_size - torn, SEEK_SET) >= 0) {
+    file.size = static_cast<uint64_t>(facts.st_size - torn);
+  } else {
+    file.broken = true;
+  }
+  errno = refusal;
 }
 
 // One more buffer of the file; false when nothing came.
@@ -93,7 +133,8 @@ bool flush_output_file(output_file& file) {
 
 bool sync_output_file(output_file& file) {
   if (!flush_output_file(file)) return false;
-  if (::fsync(file.handle) != 0) file.broken = true;
+  // EINVAL and EROFS: a pipe or a device, which has nothing to make last.
+  if (::fsync(file.handle) != 0 && errno != EINVAL && errno != EROFS) file.broken = true;
   return !file.broken;
 }
 
@@ -108,9 +149,8 @@ bool finish_output_file(output_file_ptr& file) {
 
 bool append_record_output_file(output_file& file, std::initializer_list<std::string_view> pieces) {
   if (!flush_output_file(file)) return false;
-  const uint64_t before = file.size;
   std::array<struct iovec, 8> parts{};
-  if (pieces.size() > parts.size()) return false;
+  assert(pieces.size() <= parts.size());
   size_t nb_parts = 0;
   size_t total = 0;
   for (const std::string_view piece : pieces) {
@@ -118,33 +158,22 @@ bool append_record_output_file(output_file& file, std::initializer_list<std::str
     parts[nb_parts++] = {const_cast<char*>(piece.data()), piece.size()};
     total += piece.size();
   }
-  size_t first = 0;
-  size_t done = 0;
-  while (first < nb_parts) {
-    const ssize_t written =
-        ::writev(file.handle, parts.data() + first, static_cast<int>(nb_parts - first));
-    if (written < 0 && errno == EINTR) continue;
-    if (written <= 0) break;
-    done += static_cast<size_t>(written);
-    size_t left = static_cast<size_t>(written);
-    while (first < nb_parts && left >= parts[first].iov_len) left -= parts[first++].iov_len;
-    if (first < nb_parts) {
-      parts[first].iov_base = static_cast<char*>(parts[first].iov_base) + left;
-      parts[first].iov_len -= left;
-    }
-  }
-  if (done == total) {
-    file.size = before + total;
-    return true;
-  }
-  // The half record goes; only when even that is refused is the file no longer what it says.
-  const int refusal = errno;
-  if (::ftruncate(file.handle, static_cast<off_t>(before)) != 0 ||
-      ::lseek(file.handle, static_cast<off_t>(before), SEEK_SET) < 0) {
-    file.broken = true;
-  }
-  errno = refusal;
+  const size_t done = write_parts(file.handle, std::span(parts).first(nb_parts));
+  file.size += done;
+  if (done == total) return true;
+  cut_back_file(file, done);
   return false;
+}
+
+size_t append_records_output_file(output_file& file, std::string_view bytes,
+                                  std::span<const size_t> ends) {
+  if (!flush_output_file(file)) return 0;
+  const size_t done = write_bytes(file.handle, bytes);
+  file.size += done;
+  if (done == bytes.size()) return ends.size();
+  const auto torn = std::upper_bound(ends.begin(), ends.end(), done);
+  cut_back_file(file, done - (torn == ends.begin() ? 0 : *(torn - 1)));
+  return static_cast<size_t>(torn - ends.begin());
 }
 
 void close_line_reader::operator()(line_reader* reader) const {
@@ -164,10 +193,8 @@ line_reader_ptr open_line_reader(const std::string& path) {
 bool read_line(line_reader& reader, std::string_view& line) {
   size_t searched = reader.next;
   for (;;) {
-    const void* feed =
-        std::memchr(reader.buffer.data() + searched, '\n', reader.buffer.size() - searched);
-    if (feed != nullptr) {
-      const size_t at = static_cast<size_t>(static_cast<const char*>(feed) - reader.buffer.data());
+    const size_t at = reader.buffer.find('\n', searched);
+    if (at != std::string::npos) {
       line = std::string_view(reader.buffer).substr(reader.next, at - reader.next);
       reader.next = at + 1;
       return true;

@@ -6,8 +6,11 @@
 // record; the owner locks.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
+#include <initializer_list>
 #include <memory>
+#include <span>
 #include <string>
 #include <string_view>
 
@@ -37,14 +40,21 @@ using output_file_ptr = std::unique_ptr<output_file, close_output_file>;
 void write_output_file(output_file& file, std::string_view bytes);
 // True when all that was written so far was taken by the system.
 [[nodiscard]] bool flush_output_file(output_file& file);
-// Flushes, then makes it last through a power cut.
+// Flushes, then makes it last through a power cut, where the file is of a kind that can last.
 [[nodiscard]] bool sync_output_file(output_file& file);
 // Flushes and closes; true when nothing was ever refused. The pointer is null afterwards.
 [[nodiscard]] bool finish_output_file(output_file_ptr& file);
-// Writes all pieces at the end of the file in as few calls as can be, past the buffer. When the
-// system refuses, the file is cut back to the size it had and stays usable; false then.
+// Writes all pieces, at most 8, at the end of the file in as few calls as can be, past the buffer.
+// When the system refuses, the file is cut back to the size it had and stays usable; false then,
+// and errno says why.
 [[nodiscard]] bool append_record_output_file(output_file& file,
                                              std::initializer_list<std::string_view> pieces);
+// The same for many records that stand in bytes one behind the other; ends holds where each of them
+// ends, rising, the last end being that of bytes. When the system refuses, the file is cut back to
+// the end of a record. The answer is how many records stand in the file; errno is set when fewer
+// than all.
+[[nodiscard]] size_t append_records_output_file(output_file& file, std::string_view bytes,
+                                                std::span<const size_t> ends);
 
 // A file being read line by line.
 struct line_reader {

@@ -55,7 +55,16 @@ void handle_memory_failure(uint32_t code, const char* text) {
 
 void* operator new(size_t size) { return wk::allocate_memory(size); }
 void* operator new[](size_t size) { return wk::allocate_memory(size); }
+// Whoever asks without exceptions has another way when there is none.
+void* operator new(size_t size, const std::nothrow_t& /*unused*/) noexcept {
+  return std::malloc(size == 0 ? 1 : size);
+}
+void* operator new[](size_t size, const std::nothrow_t& /*unused*/) noexcept {
+  return std::malloc(size == 0 ? 1 : size);
+}
 void operator delete(void* block) noexcept { std::free(block); }
 void operator delete[](void* block) noexcept { std::free(block); }
 void operator delete(void* block, size_t /*size*/) noexcept { std::free(block); }
 void operator delete[](void* block, size_t /*size*/) noexcept { std::free(block); }
+void operator delete(void* block, const std::nothrow_t& /*unused*/) noexcept { std::free(block); }
+void operator delete[](void* block, const std::nothrow_t& /*unused*/) noexcept { std::free(block); }
