@@ -1,0 +1,108 @@
+#include "wkdt/t_sort.h"
+
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+
+#include <algorithm>
+#include <csignal>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "tests/support/temp_directory.h"
+#include "wkstd/directory.h"
+
+namespace wk {
+namespace {
+
+std::string sort_text(const std::string& input, t_sort_options options) {
+  const temp_directory directory;
+  const std::string chunks = make_directory(directory, "chunks");
+  options.directory = chunks;
+  write_test_file(directory.path + "/in", input);
+  EXPECT_EQ(t_sort(directory.path + "/in", directory.path + "/out", options), T_SORT_OK);
+  std::vector<std::string> left;
+  EXPECT_TRUE(list_files(chunks, left));
+  EXPECT_TRUE(left.empty()) << "temporary files stay";
+  return read_test_file(directory.path + "/out");
+}
+
+TEST(t_sort, sorts_in_every_order_whatever_the_chunks) {
+  const std::tuple<const char*, t_sort_options, std::string, std::string> cases[] = {
+      {"nothing", {}, "", ""},
+      {"bytes", {}, "b\na\nab\n\xff\n\nA", "A\na\nab\nb\n\xff\n"},
+      {"bytes reversed", {.reverse = true}, "b\na\nab\n", "b\nab\na\n"},
+      {"unique", {.unique = true}, "a\nb\na\nb\na\n", "a\nb\n"},
+      {"not unique", {}, "a\nb\na\n", "a\na\nb\n"},
+      {"numbers in base 11", {.order = 1}, "20\n19\n10\n9\nx\n", "x\n9\n10\n19\n20\n"},
+      {"numbers reversed", {.order = 2, .reverse = true}, "9\n10\n1\n", "10\n9\n1\n"},
+      {"equal numbers, unique", {.order = 1, .unique = true}, "7\n7a\n8\n", "7\n8\n"},
+      {"comma fields", {.order = 3}, "b,1\na,2\na,1\n", "a,1\na,2\nb,1\n"},
+      {"comma fields, no comma goes last", {.order = 3}, "a\nab,2\n", "ab,2\na\n"},
+  };
+  for (const auto& [name, options, input, output] : cases) {
+    for (const uint64_t chunk_bytes : {1'000'000u, 4u, 1u}) {
+      SCOPED_TRACE(std::string(name) + " in chunks of " + std::to_string(chunk_bytes));
+      t_sort_options with = options;
+      with.chunk_bytes = chunk_bytes;
+      EXPECT_EQ(sort_text(input, with), output);
+    }
+  }
+}
+
+TEST(t_sort, agrees_with_a_sort_in_memory) {
+  std::mt19937 random(5);
+  std::vector<std::string> lines;
+  std::string input;
+  for (int i = 0; i < 20'000; ++i) {
+    std::string line = "http://h" + std::to_string(random() % 3'000) + "/";
+    if (i % 5'000 == 0) line.append(70'000, 'x');  // longer than a chunk
+    input += line + "\n";
+    lines.push_back(std::move(line));
+  }
+  std::sort(lines.begin(), lines.end());
+  lines.erase(std::unique(lines.begin(), lines.end()), lines.end());
+  std::string expected;
+  for (const std::string& line : lines) expected += line + "\n";
+  for (const uint64_t chunk_bytes : {100'000'000u, 10'000u, 1'000u}) {  // hundreds of chunks
+    EXPECT_TRUE(sort_text(input, {.unique = true, .chunk_bytes = chunk_bytes}) == expected);
+  }
+}
+
+TEST(t_sort, survives_an_order_that_contradicts_itself) {
+  std::string input;
+  for (int i = 0; i < 3'000; ++i) input += i % 3 == 0 ? "a\n" : (i % 3 == 1 ? "a,\n" : "ab\n");
+  const std::string output = sort_text(input, {.order = 3});
+  EXPECT_EQ(output.size(), input.size());
+}
+
+TEST(t_sort, tells_what_it_could_not_do_and_leaves_nothing_behind) {
+  const temp_directory directory;
+  const std::string in = directory.path + "/in";
+  const std::string out = directory.path + "/out";
+  EXPECT_EQ(t_sort(in, out, {}), T_SORT_NO_INPUT);
+  write_test_file(in, std::string(60'000, 'x') + "\n" + std::string(60'000, 'y') + "\n");
+  testing::internal::CaptureStderr();
+  EXPECT_EQ(t_sort(in, directory.path + "/none/out", {}), T_SORT_WRITE_ERROR);
+  EXPECT_NE(testing::internal::GetCapturedStderr().find("tsort: t_sort: "), std::string::npos);
+
+  ::signal(SIGXFSZ, SIG_IGN);
+  struct rlimit before {};
+  ::getrlimit(RLIMIT_FSIZE, &before);
+  for (const rlim_t max_bytes : {50'000u, 100'000u}) {  // the first chunk fails; the merge fails
+    const struct rlimit limit { max_bytes, before.rlim_max };
+    ::setrlimit(RLIMIT_FSIZE, &limit);
+    testing::internal::CaptureStderr();
+    const t_sort_status status =
+        t_sort(in, out, {.chunk_bytes = 70'000, .directory = directory.path});
+    ::setrlimit(RLIMIT_FSIZE, &before);
+    testing::internal::GetCapturedStderr();
+    EXPECT_EQ(status, T_SORT_WRITE_ERROR);
+    std::vector<std::string> left;
+    ASSERT_TRUE(list_files(directory.path, left));
+    EXPECT_EQ(left, std::vector<std::string>{"in"});
+  }
+}
+
+}  // namespace
+}  // namespace wk
