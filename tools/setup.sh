@@ -6,7 +6,7 @@ set -euo pipefail
 packages=(
   # building
   g++ cmake ninja-build ccache pkg-config
-  libxml2-dev libpcre2-dev libpugixml-dev zlib1g-dev
+  libxml2-dev libpcre2-dev libre2-dev libpugixml-dev zlib1g-dev
   # testing
   libgtest-dev libgmock-dev libbenchmark-dev clang-format-14 clang-tidy-14 python3-minimal curl
   # a web server and a real site for the demo, the tests and the benchmark

@@ -1,0 +1,66 @@
+#include "wkfs/pattern_automaton.h"
+
+#include <re2/re2.h>
+#include <re2/set.h>
+
+namespace wk {
+namespace {
+
+RE2::Options get_options(int64_t max_bytes) {
+  RE2::Options options;
+  options.set_encoding(RE2::Options::EncodingLatin1);
+  options.set_dot_nl(true);
+  options.set_log_errors(false);
+  options.set_max_mem(max_bytes);
+  return options;
+}
+
+re2::StringPiece get_piece(std::string_view text) { return {text.data(), text.size()}; }
+
+constexpr int64_t SINGLE_PATTERN_BYTES = 8 << 20;
+
+}  // namespace
+
+struct pattern_automaton {
+  RE2::Set set;
+  // Each pattern on its own, for texts on which the set's automaton outgrows its memory. Made of
+  // the same patterns, so both give one answer.
+  std::vector<std::unique_ptr<RE2>> singles;
+
+  pattern_automaton() : set(get_options(PATTERN_AUTOMATON_BYTES), RE2::ANCHOR_BOTH) {}
+};
+
+void destroy_pattern_automaton::operator()(const pattern_automaton* automaton) const {
+  delete automaton;
+}
+
+bool is_valid_pattern(std::string_view pattern, std::string* fault) {
+  const RE2 compiled(get_piece(pattern), get_options(SINGLE_PATTERN_BYTES));
+  if (!compiled.ok() && fault != nullptr) *fault = compiled.error();
+  return compiled.ok();
+}
+
+pattern_automaton_ptr compile_pattern_automaton(std::span<const std::string> patterns) {
+  if (patterns.empty()) return nullptr;
+  std::shared_ptr<pattern_automaton> automaton(new pattern_automaton, destroy_pattern_automaton());
+  for (const std::string& pattern : patterns) {
+    if (automaton->set.Add(get_piece(pattern), nullptr) < 0) return nullptr;
+    automaton->singles.push_back(
+        std::make_unique<RE2>(get_piece(pattern), get_options(SINGLE_PATTERN_BYTES)));
+  }
+  if (!automaton->set.Compile()) return nullptr;
+  return automaton;
+}
+
+bool matches_pattern_automaton(const pattern_automaton& automaton, std::string_view text) {
+  RE2::Set::ErrorInfo error{};
+  std::vector<int>* no_indices = nullptr;
+  if (automaton.set.Match(get_piece(text), no_indices, &error)) return true;
+  if (error.kind == RE2::Set::kNoError) return false;
+  for (const std::unique_ptr<RE2>& single : automaton.singles) {
+    if (RE2::FullMatch(get_piece(text), *single)) return true;
+  }
+  return false;
+}
+
+}  // namespace wk
