@@ -1,0 +1,209 @@
+#include <arpa/inet.h>
+#include <fcntl.h>
+#include <ifaddrs.h>
+#include <netdb.h>
+#include <netinet/in.h>
+#include <netinet/tcp.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <csignal>
+#include <string>
+
+#include "wkskt/skt.h"
+#include "wkstd/error.h"
+#include "wkstd/text.h"
+
+namespace wk {
+namespace {
+
+constexpr int BACKLOG = 1024;
+constexpr uint32_t MAX_PORT = 65'535;
+
+struct sockaddr_in make_address(struct in_addr host, uint32_t port) {
+  struct sockaddr_in address {};
+  address.sin_family = AF_INET;
+  address.sin_port = htons(static_cast<uint16_t>(port));
+  address.sin_addr = host;
+  return address;
+}
+
+const struct sockaddr* as_generic(const struct sockaddr_in& address) {
+  return reinterpret_cast<const struct sockaddr*>(&address);
+}
+
+bool look_up(const char* host, int flags, struct in_addr& address) {
+  struct addrinfo wanted {};
+  wanted.ai_family = AF_INET;
+  wanted.ai_socktype = SOCK_STREAM;
+  wanted.ai_flags = flags;
+  struct addrinfo* found = nullptr;
+  if (::getaddrinfo(host, nullptr, &wanted, &found) != 0 || found == nullptr) return false;
+  address = reinterpret_cast<const struct sockaddr_in*>(found->ai_addr)->sin_addr;
+  ::freeaddrinfo(found);
+  return true;
+}
+
+// An address in digits needs no resolver.
+bool resolve_host(const char* host, uint32_t port, struct in_addr& address) {
+  if (look_up(host, AI_NUMERICHOST, address) || look_up(host, 0, address)) return true;
+  print_message(format_text("Socket error: %s:%d\n", host, static_cast<int>(port)));
+  return false;
+}
+
+bool is_own_address(struct in_addr address) {
+  const uint32_t number = ntohl(address.s_addr);
+  if (number >> 24 == 127 || number == INADDR_ANY) return true;
+  struct ifaddrs* interfaces = nullptr;
+  if (::getifaddrs(&interfaces) != 0) return true;  // who can't be asked is not trusted
+  bool own = false;
+  for (const struct ifaddrs* i = interfaces; i != nullptr && !own; i = i->ifa_next) {
+    if (i->ifa_addr == nullptr || i->ifa_addr->sa_family != AF_INET) continue;
+    own =
+        reinterpret_cast<const struct sockaddr_in*>(i->ifa_addr)->sin_addr.s_addr == address.s_addr;
+  }
+  ::freeifaddrs(interfaces);
+  return own;
+}
+
+void set_option(int handle, int level, int name, int value) {
+  // An option that is refused costs speed only.
+  (void)::setsockopt(handle, level, name, &value, sizeof value);
+}
+
+void set_buffer_options(int handle) {
+  set_option(handle, IPPROTO_TCP, TCP_NODELAY, 1);
+  set_option(handle, SOL_SOCKET, SO_SNDBUF, SKT_BUFFER_BYTES);
+  set_option(handle, SOL_SOCKET, SO_RCVBUF, SKT_BUFFER_BYTES);
+}
+
+bool set_blocking(int handle, bool blocking) {
+  const int flags = ::fcntl(handle, F_GETFL);
+  if (flags < 0) return false;
+  return ::fcntl(handle, F_SETFL, blocking ? flags & ~O_NONBLOCK : flags | O_NONBLOCK) == 0;
+}
+
+bool finish_connect(int handle) {
+  int error = 0;
+  socklen_t length = sizeof error;
+  if (::getsockopt(handle, SOL_SOCKET, SO_ERROR, &error, &length) != 0) {
+    return ::send(handle, "", 0, MSG_NOSIGNAL) == 0;
+  }
+  return error == 0;
+}
+
+bool connect_in_blocking_mode(int handle, const struct sockaddr_in& address) {
+  if (::connect(handle, as_generic(address), sizeof address) == 0) return true;
+  if (errno != EINTR) return false;
+  // The system goes on connecting behind the interruption.
+  struct pollfd wanted {
+    handle, POLLOUT, 0
+  };
+  while (::poll(&wanted, 1, -1) < 0 && errno == EINTR) {
+  }
+  return finish_connect(handle);
+}
+
+// handle was made non-blocking.
+bool connect_within_limit(int handle, const struct sockaddr_in& address, const skt_terms& terms) {
+  const bool connected = ::connect(handle, as_generic(address), sizeof address) == 0;
+  const bool pending = !connected && (errno == EINPROGRESS || errno == EINTR);
+  if (!connected && !pending) return false;
+  if (pending && (skt_wait_writable(handle, terms) == 0 || !finish_connect(handle))) return false;
+  return set_blocking(handle, true);
+}
+
+int connect_to(struct in_addr host, uint32_t port, const skt_terms& terms) {
+  const bool limited = terms.limit_us != 0;
+  const int handle =
+      ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC | (limited ? SOCK_NONBLOCK : 0), 0);
+  if (handle < 0) return -1;
+  // A receive buffer counts from the handshake on, so it is set before.
+  set_buffer_options(handle);
+  const struct sockaddr_in address = make_address(host, port);
+  const bool connected = limited ? connect_within_limit(handle, address, terms)
+                                 : connect_in_blocking_mode(handle, address);
+  if (connected) return handle;
+  skt_close(handle);
+  return -1;
+}
+
+}  // namespace
+
+void skt_startup() { ::signal(SIGPIPE, SIG_IGN); }
+
+void skt_cleanup() {}
+
+int skt_open_with_timeout(const char* host, uint32_t port, const skt_terms& terms) {
+  if (host == nullptr) return skt_listen("0.0.0.0", port);
+  if (*host == '\0' || port == 0 || port > MAX_PORT) return -1;
+  struct in_addr address {};
+  if (!resolve_host(host, port, address)) return -1;
+  if (terms.refused_own_port != 0 && port == terms.refused_own_port && is_own_address(address)) {
+    return -1;
+  }
+  return connect_to(address, port, terms);
+}
+
+int skt_open(const char* host, uint32_t port) { return skt_open_with_timeout(host, port, {}); }
+
+int skt_listen(const char* address, uint32_t port) {
+  struct in_addr host {};
+  if (port > MAX_PORT || ::inet_pton(AF_INET, address, &host) != 1) return -1;
+  const int handle = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+  if (handle < 0) return -1;
+  const struct linger one_second { 1, 1 };
+  (void)::setsockopt(handle, SOL_SOCKET, SO_LINGER, &one_second, sizeof one_second);
+  // A crawler that is started again gets its port though old connections still fade away.
+  set_option(handle, SOL_SOCKET, SO_REUSEADDR, 1);
+  const struct sockaddr_in own = make_address(host, port);
+  if (::bind(handle, as_generic(own), sizeof own) != 0 || ::listen(handle, BACKLOG) != 0) {
+    skt_close(handle);
+    return -1;
+  }
+  set_buffer_options(handle);
+  return handle;
+}
+
+uint32_t skt_get_bound_port(int handle) {
+  struct sockaddr_in address {};
+  socklen_t length = sizeof address;
+  if (::getsockname(handle, reinterpret_cast<struct sockaddr*>(&address), &length) != 0) return 0;
+  return ntohs(address.sin_port);
+}
+
+int skt_accept(int handle, uint32_t* address) {
+  struct sockaddr_in client {};
+  socklen_t length = sizeof client;
+  int accepted = -1;
+  do {
+    length = sizeof client;
+    accepted =
+        ::accept4(handle, reinterpret_cast<struct sockaddr*>(&client), &length, SOCK_CLOEXEC);
+  } while (accepted < 0 && (errno == EINTR || errno == EAGAIN));
+  if (accepted < 0) return accepted;
+  if (address != nullptr) *address = client.sin_addr.s_addr;
+  set_option(accepted, IPPROTO_TCP, TCP_NODELAY, 1);
+  return accepted;
+}
+
+void skt_close(int handle) {
+  if (handle < 0) return;
+  ::shutdown(handle, SHUT_RDWR);
+  ::close(handle);
+}
+
+bool skt_is_alive(int handle) {
+  if (handle < 0) return false;
+  struct pollfd wanted {
+    handle, POLLIN, 0
+  };
+  const int ready = ::poll(&wanted, 1, 0);
+  if (ready <= 0) return ready == 0;
+  char byte = 0;
+  return ::recv(handle, &byte, 1, MSG_PEEK | MSG_DONTWAIT) != 0;
+}
+
+}  // namespace wk
