@@ -1,0 +1,45 @@
+// The links of an HTML page, found by a small scanner over its bytes.
+//
+// A spider owns one link_context and uses it for every page; once it is warm, a page costs no
+// allocation but the growth of its results. Threads: one at a time per context.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace wk {
+
+constexpr size_t MAX_LINKS_PER_PAGE = 200'000;
+
+// Links of one page in order of first appearance. The strings are kept over pages for their memory;
+// only the first count are of this page.
+struct link_list {
+  std::vector<std::string> urls;
+  uint32_t count = 0;
+};
+void clear_link_list(link_list& links);
+void append_link_list(link_list& links, std::string_view url);
+
+struct link_context;
+struct destroy_link_context {
+  void operator()(link_context* context) const;
+};
+using link_context_ptr = std::unique_ptr<link_context, destroy_link_context>;
+
+[[nodiscard]] link_context_ptr create_link_context();
+// The base of all links; empty (as at first): the page's own URL.
+void set_base_link_context(link_context& context, std::string_view base_url);
+
+// Whether links are given in their canonical spelling (crawler/url/url_form.h), so that a page that
+// links to one page by many fragments gives one link. At first they are not.
+void set_canonical_link_context(link_context& context, bool canonical);
+
+// Replaces links by those of page. Malformed pages are said on standard error and give the links
+// found so far. Linear in page.
+void extract_links(std::string_view page_url, std::string_view page, link_context& context,
+                   link_list& links);
+
+}  // namespace wk

@@ -1,0 +1,48 @@
+#include "crawler/content/link_set.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace wk {
+namespace {
+
+constexpr size_t MIN_SLOTS = 1'024;
+
+void grow_link_set(link_set& set, const std::vector<std::string>& texts) {
+  const std::vector<link_slot> old =
+      std::exchange(set.slots, std::vector<link_slot>(std::max(MIN_SLOTS, set.slots.size() * 2)));
+  const size_t mask = set.slots.size() - 1;
+  for (const link_slot& slot : old) {
+    if (slot.generation != set.generation) continue;
+    size_t at = hash_bytes(set.seed, texts[slot.index]) & mask;
+    while (set.slots[at].generation == set.generation) at = (at + 1) & mask;
+    set.slots[at] = slot;
+  }
+}
+
+}  // namespace
+
+void clear_link_set(link_set& set) {
+  set.nb_used = 0;
+  if (++set.generation != 0) return;
+  // The generations have come round: old marks could be taken for fresh ones.
+  std::fill(set.slots.begin(), set.slots.end(), link_slot{});
+  set.generation = 1;
+}
+
+bool add_link_set(link_set& set, const std::vector<std::string>& texts, std::string_view url,
+                  uint32_t index) {
+  if ((set.nb_used + 1) * 2 > set.slots.size()) grow_link_set(set, texts);
+  const uint64_t hash = hash_bytes(set.seed, url);
+  const auto mark = static_cast<uint32_t>(hash >> 32);
+  const size_t mask = set.slots.size() - 1;
+  size_t at = hash & mask;
+  for (; set.slots[at].generation == set.generation; at = (at + 1) & mask) {
+    if (set.slots[at].hash == mark && texts[set.slots[at].index] == url) return false;
+  }
+  set.slots[at] = {.generation = set.generation, .hash = mark, .index = index};
+  ++set.nb_used;
+  return true;
+}
+
+}  // namespace wk
