@@ -1,0 +1,218 @@
+// The flatsite store: documents one behind the other in files "<directory>/flatsite-<N>".
+//
+// FLATSITE RECORD, texts and line feeds as they stand:
+//
+//   FLATSITE_START
+//   DB_DOC_URL=<url>
+//   DB_DOC_DATE=<YYYYMMDD, UTC>      both only when the document's date is known;
+//   WK_CRAWLER_DATE=<s since 1970>   the second one is the time of storing
+//   DB_DOC_TITLE=<title>             when there is one
+//   DB_DOC_TYPE=<type name>          when there is one
+//   DB_DOC_LEN=<length of the content in bytes>
+//   <the content>
+//   FLATSITE_END                     a line feed of its own stands before it
+//
+// With a page limit of 1 a file holds one bare content and nothing else. A file ends with the
+// document that reaches one of its limits; a page that only sends the browser elsewhere (meta
+// refresh) counts towards neither.
+#include <cerrno>
+#include <cstring>
+#include <ctime>
+#include <limits>
+#include <mutex>
+
+#include "crawler/output/url_hold.h"
+#include "wkstd/clock.h"
+#include "wkstd/error.h"
+#include "wkstd/file.h"
+#include "wkstd/state_stream.h"
+#include "wkstd/text.h"
+
+namespace wk {
+namespace {
+
+struct flatsite_url_hold : url_hold {
+  std::string directory;  // fixed at creation
+  Log* log = nullptr;     // fixed at creation; null: standard error
+
+  // Guarded by the store's lock.
+  quota file_quota;  // the limits of one file and what the current one holds
+  uint32_t counter = 0;
+  std::string path;  // of the current file
+  output_file_ptr file;
+  bool one_document_per_file = false;
+  uint32_t nb_refused = 0;  // documents that the disk refused since it last took one
+  std::string head;         // of the record being written; kept for its memory
+};
+
+// Both statuses are those of HTTP: 500 for trouble, 200 for its end.
+void report_flatsite(const flatsite_url_hold& hold, uint32_t status, const std::string& message) {
+  if (hold.log == nullptr) {
+    print_message(message);
+  } else {
+    write_formatted_log(*hold.log, LOG_ERROR, "s-status s-comment", "%u %s", status,
+                        message.c_str());
+  }
+}
+
+// Exactly four spellings count: `http-equiv=` or `HTTP-EQUIV=`, then `"refresh"` or `"Refresh"`.
+// Their rare common end is looked for, so that the content is passed once.
+bool has_meta_refresh(std::string_view content) {
+  constexpr std::string_view common_end = "efresh\"";
+  constexpr std::string_view starts[] = {"http-equiv=\"r", "http-equiv=\"R", "HTTP-EQUIV=\"r",
+                                         "HTTP-EQUIV=\"R"};
+  size_t from = 0;
+  while (const void* found = ::memmem(content.data() + from, content.size() - from,
+                                      common_end.data(), common_end.size())) {
+    const auto at = static_cast<size_t>(static_cast<const char*>(found) - content.data());
+    for (const std::string_view start : starts) {
+      if (content.substr(0, at).ends_with(start)) return true;
+    }
+    from = at + common_end.size();
+  }
+  return false;
+}
+
+void open_next_file(flatsite_url_hold& hold) {
+  if (hold.file != nullptr && !finish_output_file(hold.file)) {
+    report_flatsite(hold, 500,
+                    format_text("Error closing document store file: '%s'\n", hold.path.c_str()));
+  }
+  ++hold.counter;
+  hold.path = format_text("%s/flatsite-%u", hold.directory.c_str(), hold.counter);
+  hold.file = open_output_file(hold.path, FILE_TRUNCATE);
+  reset_quota(hold.file_quota);
+  if (hold.file == nullptr) {
+    report_flatsite(hold, 500,
+                    format_text("Error opening document store file: '%s'\n", hold.path.c_str()));
+  }
+}
+
+// With one document a file, a file that took nothing waits for the next document, so that a full
+// disk does not fill the directory with empty files.
+bool needs_next_file(const flatsite_url_hold& hold) {
+  if (hold.file == nullptr || hold.file->broken) return true;
+  if (hold.one_document_per_file) return hold.file->size > 0;
+  return is_exceeded_quota(hold.file_quota);
+}
+
+void build_record_head(const stored_document& document, std::string& head) {
+  head.assign("FLATSITE_START\nDB_DOC_URL=").append(document.url).append("\n");
+  const auto date = static_cast<std::time_t>(document.date);
+  std::tm parts{};
+  if (date > 0 && ::gmtime_r(&date, &parts) != nullptr) {  // null: a year beyond an integer
+    append_formatted_text(head, "DB_DOC_DATE=%04u%02u%02u\nWK_CRAWLER_DATE=%u\n",
+                          static_cast<uint32_t>(parts.tm_year) + 1900,
+                          static_cast<uint32_t>(parts.tm_mon) + 1,
+                          static_cast<uint32_t>(parts.tm_mday), get_wall_time_seconds());
+  }
+  if (!document.title.empty()) head.append("DB_DOC_TITLE=").append(document.title).append("\n");
+  if (!document.type_name.empty()) {
+    head.append("DB_DOC_TYPE=").append(document.type_name).append("\n");
+  }
+  append_formatted_text(head, "DB_DOC_LEN=%d\n", static_cast<int>(document.content.size()));
+}
+
+bool write_document(flatsite_url_hold& hold, const stored_document& document) {
+  if (hold.one_document_per_file) return append_record_output_file(*hold.file, {document.content});
+  build_record_head(document, hold.head);
+  return append_record_output_file(*hold.file, {hold.head, document.content, "\nFLATSITE_END\n"});
+}
+
+// A full disk refuses every document of a crawl: only the first and the end of it are said.
+void note_refused_document(flatsite_url_hold& hold) {
+  const std::string reason = get_system_error_text(errno);
+  if (hold.nb_refused++ > 0) return;
+  report_flatsite(hold, 500,
+                  format_text("Error writing document store file: '%s' (%s); documents are not "
+                              "stored until it can be written again\n",
+                              hold.path.c_str(), reason.c_str()));
+}
+
+void note_stored_document(flatsite_url_hold& hold) {
+  if (hold.nb_refused == 0) return;
+  report_flatsite(hold, 200,
+                  format_text("Document store file '%s' can be written again; documents that were "
+                              "not stored: %u\n",
+                              hold.path.c_str(), hold.nb_refused));
+  hold.nb_refused = 0;
+}
+
+int store_document_flatsite(url_hold& base, const stored_document& document) {
+  auto& hold = static_cast<flatsite_url_hold&>(base);
+  if (needs_next_file(hold)) open_next_file(hold);
+  if (hold.file == nullptr || document.content.empty() ||
+      document.content.size() > std::numeric_limits<int32_t>::max()) {
+    return 0;
+  }
+  if (!write_document(hold, document)) {
+    note_refused_document(hold);
+    return 0;
+  }
+  note_stored_document(hold);
+  const quota& limits = hold.file_quota;
+  if ((limits.has_mb_limit != 0 || limits.has_page_limit != 0) &&
+      !has_meta_refresh(document.content)) {
+    add_document_quota(hold.file_quota, static_cast<uint32_t>(document.content.size()));
+  }
+  return 1;
+}
+
+void save_flatsite(const url_hold& base, std::string& stream) {
+  const auto& hold = static_cast<const flatsite_url_hold&>(base);
+  append_u32(stream, 1);
+  save_quota(hold.file_quota, stream);
+  append_u32(stream, hold.counter);
+  append_string(stream, hold.directory);
+}
+
+void destroy_flatsite(url_hold* hold) { delete static_cast<flatsite_url_hold*>(hold); }
+
+constexpr url_hold_ops FLATSITE_URL_HOLD_OPS = {
+    .obj_type = T_FLATSITE_URL_HOLD_OBJ,
+    .destroy = destroy_flatsite,
+    .store_document = store_document_flatsite,
+    .save = save_flatsite,
+};
+
+// Null, after the report of a failed condition, for a store of another kind.
+flatsite_url_hold* get_flatsite(url_hold& hold) {
+  const bool is_flatsite = hold.ops->obj_type == T_FLATSITE_URL_HOLD_OBJ;
+  if (check_condition(is_flatsite, "hold->obj_type == T_FLATSITE_URL_HOLD_OBJ", __FILE__, __LINE__,
+                      __func__) != 0) {
+    return nullptr;
+  }
+  return static_cast<flatsite_url_hold*>(&hold);
+}
+
+}  // namespace
+
+url_hold_ptr create_flatsite_url_hold(const std::string& directory, Log* log) {
+  auto hold = std::make_unique<flatsite_url_hold>();
+  hold->ops = &FLATSITE_URL_HOLD_OPS;
+  hold->directory = directory;
+  hold->log = log;
+  return url_hold_ptr(hold.release());
+}
+
+void set_mb_quota_flatsite_url_hold(url_hold& hold, int32_t megabytes) {
+  flatsite_url_hold* flatsite = get_flatsite(hold);
+  if (flatsite == nullptr || megabytes <= 0) return;
+  const std::unique_lock guard(flatsite->lock);
+  set_mb_limit_quota(flatsite->file_quota, static_cast<uint32_t>(megabytes));
+}
+
+void set_page_quota_flatsite_url_hold(url_hold& hold, int32_t pages) {
+  flatsite_url_hold* flatsite = get_flatsite(hold);
+  if (flatsite == nullptr || pages <= 0) return;
+  const std::unique_lock guard(flatsite->lock);
+  set_page_limit_quota(flatsite->file_quota, static_cast<uint32_t>(pages));
+  flatsite->one_document_per_file = pages == 1;
+}
+
+std::string get_directory_url_hold(const url_hold& hold) {
+  if (hold.ops->obj_type != T_FLATSITE_URL_HOLD_OBJ) return {};
+  return static_cast<const flatsite_url_hold&>(hold).directory;
+}
+
+}  // namespace wk

@@ -1,0 +1,75 @@
+// The document store of a crawl: one object that all spiders hand their documents to.
+//
+// A store has one of several kinds, each in a file of its own. store_document and store_headers
+// take the store's write lock, so files see one document at a time. Nothing is stored once the
+// crawl-wide quota is exceeded. A document that the disk refuses is not stored, leaves no half
+// record, is said in the log, and counts nowhere.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <shared_mutex>
+#include <string>
+#include <string_view>
+
+#include "crawler/output/log.h"
+#include "crawler/output/quota.h"
+
+namespace wk {
+
+// Type tags, as images hold them.
+constexpr uint32_t T_FLATSITE_URL_HOLD_OBJ = 1945876;
+constexpr uint32_t T_PIPELINE_URL_HOLD_OBJ = 98723451;
+constexpr uint32_t T_NULL_URL_HOLD_OBJ = 12381278;
+constexpr uint32_t T_COMPOSITE_URL_HOLD_OBJ = 8745613;
+
+// One document. Views must outlive the call.
+struct stored_document {
+  std::string_view url;
+  std::string_view type_name;      // "html", "xml", "raw"
+  std::string_view title;          // may be empty
+  std::string_view character_set;  // kept for kinds that want it
+  int64_t date = 0;                // s since 1970; 0 or less when unknown
+  std::string_view content;
+};
+
+struct url_hold;
+
+// What one kind of store can do. Called with the store's write lock held.
+struct url_hold_ops {
+  uint32_t obj_type;
+  void (*destroy)(url_hold* hold);  // frees the record, closes what it holds
+  // 1 when stored. May be null: nothing is ever stored.
+  int (*store_document)(url_hold& hold, const stored_document& document);
+  // Appends the kind's image behind the tag. May be null: the tag is all.
+  void (*save)(const url_hold& hold, std::string& stream);
+};
+
+struct url_hold {
+  const url_hold_ops* ops = nullptr;
+  mutable std::shared_mutex lock;  // guards all below and the kind's own fields
+  uint32_t nb_stored = 0;          // documents that the kind accepted
+};
+struct destroy_url_hold {
+  void operator()(url_hold* hold) const;
+};
+using url_hold_ptr = std::unique_ptr<url_hold, destroy_url_hold>;
+
+// directory must exist. log receives errors and must outlive the store; null: standard error.
+[[nodiscard]] url_hold_ptr create_flatsite_url_hold(const std::string& directory, Log* log);
+[[nodiscard]] url_hold_ptr create_null_url_hold();
+
+// Limits of one store file; 0 or less sets none. A page limit of 1 gives each document a file of
+// its own, without framing. Any other kind than flatsite: a failed condition.
+void set_mb_quota_flatsite_url_hold(url_hold& hold, int32_t megabytes);
+void set_page_quota_flatsite_url_hold(url_hold& hold, int32_t pages);
+
+// 1 when stored; then one page and its length are counted in crawl_quota. The megabyte test and the
+// page test of crawl_quota come first.
+int store_document_url_hold(url_hold& hold, const stored_document& document, quota& crawl_quota);
+[[nodiscard]] uint32_t get_nb_stored_url_hold(const url_hold& hold);
+// Empty for other kinds.
+[[nodiscard]] std::string get_directory_url_hold(const url_hold& hold);
+void save_url_hold(const url_hold& hold, std::string& stream);
+
+}  // namespace wk
