@@ -12,8 +12,8 @@ namespace wk {
 
 struct program_setup {
   std::vector<std::string> arguments;  // the program's path first
-  std::string directory;               // working directory; empty: the test's own
-  std::vector<std::pair<std::string, std::string>> environment;  // added to the test's own
+  std::string directory = {};          // working directory; empty: the test's own
+  std::vector<std::pair<std::string, std::string>> environment = {};  // added to the test's own
   uint64_t max_file_bytes = 0;  // no file may grow beyond it; 0: no limit
 };
 

@@ -1,0 +1,23 @@
+// Building a crawler from a profile, and the two ways of starting it.
+#pragma once
+
+#include <string>
+
+#include "crawler/config/crawler_config.h"
+#include "crawler/core/crawler.h"
+
+namespace wk {
+
+// Empties the temporary directory, creates everything a crawl owns, adds the seeds and writes the
+// profile into the log. Directories that are not usable end the process with a fatal report.
+[[nodiscard]] crawler_ptr build_crawler(CrawlerConfig& config);
+
+// Reads the profile called name (empty: the first) from path and builds a crawler from it. Null
+// when there is no profile; the reader has said why, and the path is said behind it.
+[[nodiscard]] crawler_ptr load_crawler(const std::string& path, const std::string& name,
+                                       bool use_libxml);
+
+// Empties the store's directory. A directory that is set and not usable ends the process.
+void start_fresh_crawler(Crawler& crawler);
+
+}  // namespace wk

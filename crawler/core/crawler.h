@@ -1,0 +1,78 @@
+// The one object of a crawl: everything that its threads share, and the settings that steer it.
+//
+// It is built from a profile, runs once, and owns all it builds. gate.lock is the crawler's lock;
+// the horizon's lock is taken after it, every other lock after both. Objects with a lock of their
+// own (horizon, log, store, quota, digests, fetch, links, status, allowance) need none of the
+// crawler's.
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <memory>
+#include <string>
+
+#include "crawler/config/crawler_config.h"
+#include "crawler/content/digest_table.h"
+#include "crawler/core/page_allowance.h"
+#include "crawler/fetch/fetch_settings.h"
+#include "crawler/horizon/frontier.h"
+#include "crawler/output/link_file.h"
+#include "crawler/output/log.h"
+#include "crawler/output/quota.h"
+#include "crawler/output/status_file.h"
+#include "crawler/output/url_hold.h"
+#include "crawler/url/url_filter.h"
+#include "wkstd/stop_gate.h"
+
+namespace wk {
+
+constexpr uint64_t PAUSE_SLEEP_TIME_MS = 100;  // of spiders that are paused or find no URL
+
+struct Crawler {
+  stop_gate gate;  // the crawler's lock and condition, the stop and pause flags
+
+  // Fixed once built, shared by all threads. The log comes first: what follows writes to it.
+  log_ptr log;
+  frontier_ptr horizon;
+  url_hold_ptr store;
+  digest_table_ptr digests;
+  status_file_ptr status;  // null: none
+  fetch_settings fetch;
+  url_filter filter;
+  quota crawl_quota;
+  page_allowance allowance;
+  bool waits_for_hosts = true;  // spiders keep to the host's allowed time
+  bool canonical_urls = false;
+  bool follows_links = true;  // hyperlink extraction is on
+  uint32_t parse_javascript_flash = 0;
+  uint32_t forever_mode = 0;
+  std::string store_directory;
+  std::string temp_directory;
+
+  // Opened by the main loop before any spider starts, closed after the last has ended.
+  std::string link_file_base;
+  link_file_ptr links;  // null: none
+
+  // Guarded by gate.lock.
+  bool running = false;  // while it is, the setters of port, spiders and stop_when_empty do nothing
+  int32_t admin_port = 8000;
+  uint32_t nb_spiders = 1;
+  bool stop_when_empty = false;
+  uint32_t admin_thread_sleep_time_ms = 10'000;
+  std::string checkpoint_directory;
+  uint32_t checkpoint_interval_seconds = 0;
+  uint32_t next_checkpoint_time = 0;  // s since 1970
+};
+using crawler_ptr = std::unique_ptr<Crawler>;
+
+// Stops the crawl as an operator does: says so in the log, sets stop and wakes every sleeper.
+void stop_crawler(Crawler& crawler);
+void pause_crawler(Crawler& crawler);
+void resume_crawler(Crawler& crawler);
+
+void set_spiders_crawler(Crawler& crawler, uint32_t nb_spiders);
+void set_admin_port_crawler(Crawler& crawler, int32_t port);
+void set_stop_when_empty_crawler(Crawler& crawler, bool stop_when_empty);
+void set_admin_thread_sleep_time_crawler(Crawler& crawler, uint32_t milliseconds);
+
+}  // namespace wk

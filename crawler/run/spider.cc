@@ -1,0 +1,230 @@
+#include "crawler/run/spider.h"
+
+#include <string>
+#include <string_view>
+
+#include "crawler/content/content_class.h"
+#include "crawler/content/link_extractor.h"
+#include "crawler/fetch/http_fetcher.h"
+#include "crawler/url/url_form.h"
+#include "crawler/url/url_parts.h"
+#include "wkstd/clock.h"
+#include "wkstd/text.h"
+
+namespace wk {
+namespace {
+
+constexpr std::string_view URL_FIELDS = "cs-uri s-comment";
+constexpr std::string_view LINK_FIELDS = "link-extractor s-comment";
+
+// What a thread of its own needs to crawl; no other thread looks at it.
+struct spider {
+  Crawler& crawler;
+  uint32_t number;
+  http_fetcher_ptr fetcher;
+  link_context_ptr link_context;
+  link_list links;
+
+  // The URL in work, and what became of it.
+  std::string url;
+  uint32_t allowed_time = 0;     // s since 1970; its host may be asked from then on
+  uint32_t elapsed_seconds = 0;  // of its fetch
+  content_class type = CONTENT_RAW;
+  std::string scratch;
+};
+
+// A step of a URL's way answers whether the way goes on. Whoever answers DONE has taken the URL out
+// of the spider's hands.
+enum step : uint32_t { GO_ON, DONE };
+
+void log_url(spider& self, std::string_view what) {
+  self.scratch.assign(self.url).append(what);
+  write_log(*self.crawler.log, LOG_STATUS, URL_FIELDS, self.scratch);
+}
+
+void log_spider(spider& self, const char* what) {
+  write_formatted_log(*self.crawler.log, LOG_STATUS, "s-comment", "Crawler thread %lu %s",
+                      static_cast<unsigned long>(self.number), what);
+}
+
+void write_status(spider& self) {
+  if (self.crawler.status == nullptr) return;
+  write_status_file(*self.crawler.status, self.url, self.fetcher->response.status,
+                    self.elapsed_seconds);
+}
+
+step release_url(spider& self) {
+  self.crawler.horizon->end_url(*self.crawler.horizon, self.url);
+  return DONE;
+}
+
+step check_filter(spider& self) {
+  if (is_allowed_url_filter(self.crawler.filter, self.url)) return GO_ON;
+  log_url(self, "  is forbidden by the url filter");
+  self.crawler.horizon->refuse_url(*self.crawler.horizon, self.url);
+  return DONE;
+}
+
+void wait_while_paused(spider& self) {
+  const stop_gate& gate = self.crawler.gate;
+  while (gate.pause.load(std::memory_order_relaxed) == 1 && !is_stopped(gate)) {
+    sleep_stop_gate(self.crawler.gate, PAUSE_SLEEP_TIME_MS);
+  }
+}
+
+// Waits for the moment from which the URL's host may be asked. A stop meanwhile leaves the URL in
+// the spider's hands, where a checkpoint finds it.
+step wait_for_host(spider& self) {
+  const uint32_t now = get_wall_time_seconds();
+  if (self.crawler.waits_for_hosts && now < self.allowed_time) {
+    sleep_stop_gate(self.crawler.gate, uint64_t{self.allowed_time - now} * 1000);
+  }
+  return is_stopped(self.crawler.gate) ? DONE : GO_ON;
+}
+
+step check_allowance(spider& self) {
+  page_allowance& allowance = self.crawler.allowance;
+  if (!is_guest_limit_reached_page_allowance(allowance, self.url) &&
+      begin_fetch_page_allowance(allowance, self.url)) {
+    return GO_ON;
+  }
+  log_url(self, "  guest pages quota exceeds");
+  return release_url(self);
+}
+
+step fetch_page(spider& self) {
+  Crawler& crawler = self.crawler;
+  const uint64_t start_us = get_steady_time_us();
+  if (fetch_url(*self.fetcher, self.url, {}, self.elapsed_seconds) == 1) {
+    log_url(self, format_text("  Grabbed page (HTTP CODE %u)", self.fetcher->response.status));
+    return GO_ON;
+  }
+  cancel_fetch_page_allowance(crawler.allowance, self.url);
+  if (self.fetcher->response.status == 0) {
+    log_url(self, "  Didn't download (NO HTTP CODE AVAILABLE)");
+  } else {
+    self.elapsed_seconds = static_cast<uint32_t>((get_steady_time_us() - start_us) / 1'000'000) + 1;
+    log_url(self, format_text("  Didn't download (HTTP CODE %u)", self.fetcher->response.status));
+    write_status(self);
+  }
+  return release_url(self);
+}
+
+std::string_view get_content_type(const spider& self) {
+  const std::string* value = find_http_headers(self.fetcher->response.headers, "Content-Type");
+  return value == nullptr ? std::string_view() : std::string_view(*value);
+}
+
+step drop_known_content(spider& self) {
+  const std::string& body = self.fetcher->response.body;
+  self.type = get_content_class(get_content_type(self));
+  const content_digest digest =
+      self.type == CONTENT_RAW ? compute_body_digest(body) : compute_page_digest(body);
+  if (!test_and_enter_digest_table(*self.crawler.digests, digest)) return GO_ON;
+  log_url(self, "  Seen this content before");
+  return release_url(self);
+}
+
+// A page that its seed's guest limit has no room for is not stored, and yet its links are followed.
+void store_page(spider& self) {
+  Crawler& crawler = self.crawler;
+  if (is_stopped(crawler.gate)) return;
+  const guest_answer guest = count_guest_page_allowance(crawler.allowance, self.url);
+  if (guest != GUEST_STORE) {
+    crawler.horizon->exhaust_host(*crawler.horizon, find_url_host(self.url));
+  }
+  if (guest == GUEST_REFUSE) return;
+  const http_response& response = self.fetcher->response;
+  stored_document document;
+  document.url = self.url;
+  document.type_name = get_content_type_name(self.type);
+  document.character_set = find_character_set(get_content_type(self), response.body);
+  document.content = response.body;
+  // A document that the store refuses is the store's to report; its fetch is on record all the
+  // same.
+  (void)store_document_url_hold(*crawler.store, document, crawler.crawl_quota);
+  write_status(self);
+}
+
+// Moves the links that may enter the horizon to the front of the list; their number.
+uint32_t choose_links(spider& self) {
+  Crawler& crawler = self.crawler;
+  if (is_guest_limit_reached_page_allowance(crawler.allowance, self.url)) return 0;
+  uint32_t nb_chosen = 0;
+  for (uint32_t i = 0; i < self.links.count; ++i) {
+    std::string& link = self.links.urls[i];
+    if (!is_allowed_url_filter(crawler.filter, link)) continue;
+    self.scratch.assign("No. ").append(std::to_string(nb_chosen)).append(" : ").append(link);
+    write_log(*crawler.log, LOG_STATUS, LINK_FIELDS, self.scratch);
+    if (nb_chosen != i) std::swap(self.links.urls[nb_chosen], link);
+    ++nb_chosen;
+  }
+  return nb_chosen;
+}
+
+void follow_links(spider& self) {
+  Crawler& crawler = self.crawler;
+  if (!crawler.follows_links) return;
+  extract_links(self.fetcher->current_url, self.fetcher->response.body, *self.link_context,
+                self.links);
+  const std::span<const std::string> all(self.links.urls.data(), self.links.count);
+  if (crawler.links != nullptr) write_link_record(*crawler.links, self.url, all);
+  write_formatted_log(*crawler.log, LOG_STATUS, LINK_FIELDS, "Extract %u URLs from %s",
+                      self.links.count, self.url.c_str());
+  const uint32_t nb_chosen = choose_links(self);
+  crawler.horizon->add_urls(*crawler.horizon, all.first(nb_chosen));
+}
+
+// The way of one URL that the horizon has handed out.
+void crawl_url(spider& self) {
+  if (check_filter(self) == DONE) return;
+  if (wait_for_host(self) == DONE) return;
+  if (check_allowance(self) == DONE) return;
+  if (fetch_page(self) == DONE) return;
+  if (drop_known_content(self) == DONE) return;
+  store_page(self);
+  if (self.type == CONTENT_HTML) follow_links(self);
+  (void)release_url(self);
+}
+
+// The crawl ends when nothing is queued and no other spider can bring anything.
+void end_exhausted_crawl(spider& self) {
+  Crawler& crawler = self.crawler;
+  if (crawler.forever_mode == 0 && crawler.horizon->is_exhausted(*crawler.horizon)) {
+    set_stop_stop_gate(crawler.gate);
+  }
+}
+
+void crawl_until_stopped(spider& self) {
+  Crawler& crawler = self.crawler;
+  while (!is_stopped(crawler.gate)) {
+    wait_while_paused(self);
+    if (is_stopped(crawler.gate)) return;
+    const frontier_answer answer =
+        crawler.horizon->get_url(*crawler.horizon, self.url, self.allowed_time);
+    if (answer == FRONTIER_URL) {
+      crawl_url(self);
+      continue;
+    }
+    if (answer == FRONTIER_EMPTY) end_exhausted_crawl(self);
+    sleep_stop_gate(crawler.gate, PAUSE_SLEEP_TIME_MS);
+  }
+}
+
+}  // namespace
+
+void run_spider(Crawler& crawler, uint32_t number) {
+  spider self{.crawler = crawler,
+              .number = number,
+              .fetcher = create_http_fetcher(crawler.fetch),
+              .link_context = create_link_context(),
+              .links = {},
+              .url = {},
+              .scratch = {}};
+  set_canonical_link_context(*self.link_context, crawler.canonical_urls);
+  log_spider(self, "started");
+  crawl_until_stopped(self);
+  log_spider(self, "finished");
+}
+
+}  // namespace wk

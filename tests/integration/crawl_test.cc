@@ -1,0 +1,248 @@
+// Crawls of the real program over sites that a scripted server makes up.
+
+#include <gtest/gtest.h>
+
+#include <csignal>
+#include <map>
+#include <string>
+
+#include "tests/support/crawl_run.h"
+#include "tests/support/scripted_server.h"
+#include "wkstd/text.h"
+
+namespace wk {
+namespace {
+
+constexpr uint32_t NB_PAGES = 10'000;
+
+// Page n links to 20 others, each page is linked from 20.
+std::string build_generated_page(const recorded_request& request) {
+  const uint32_t page = parse_unsigned(std::string_view(request.path).substr(1));
+  std::string html = "<html><body>";
+  // Digests are sums of bytes: the text differs from page to page at every place.
+  for (uint32_t i = 1; i < 9; ++i) html += std::to_string((page + 1) * i * 2'654'435'761) + " ";
+  for (uint32_t k = 1; k <= 20; ++k) {
+    append_formatted_text(html, "<a href=\"/%u\">%u</a>\n", (page * 20 + k) % NB_PAGES, k);
+  }
+  return build_response_text(200, "Content-Type: text/html\r\n", html + "</body></html>");
+}
+
+TEST(crawl, requests_each_page_of_a_large_site_once_and_ends_by_itself) {
+  scripted_server server = start_scripted_server();
+  serve_default_scripted_server(server, build_generated_page);
+  const crawl_place place;
+  crawl_setup setup;
+  setup.profile.seeds = {get_url_scripted_server(server, "/0")};
+  setup.profile.nb_spiders = 32;
+  setup.profile.queue_buffer_size = 2;
+  setup.profile.nb_queues = 3;
+  const crawl_result crawl = run_crawl(place, setup);
+
+  EXPECT_EQ(crawl.program.exit_status, 0) << crawl.program.errors;
+  EXPECT_EQ(crawl.program.errors, "");
+  std::map<std::string, uint32_t> counts;
+  for (const recorded_request& request : get_requests_scripted_server(server)) {
+    ++counts[request.path];
+  }
+  EXPECT_EQ(counts.size(), NB_PAGES);
+  for (const auto& [path, count] : counts) EXPECT_EQ(count, 1u) << path;
+  // Digests end at their first zero byte, so that some of many pages pass for known ones.
+  const size_t nb_known = count_text(crawl.log, "  Seen this content before");
+  EXPECT_EQ(crawl.documents.size() + nb_known, NB_PAGES);
+  EXPECT_LT(nb_known, NB_PAGES / 100);
+  for (const std::string& name : crawl.temp_files) {
+    EXPECT_FALSE(name.starts_with("nfrontier")) << "a spill file stays: " << name;
+  }
+  EXPECT_EQ(count_text(crawl.log, "Crawler thread "), 64u) << "started and finished";
+}
+
+TEST(crawl, paces_each_host_and_lets_none_wait_for_another) {
+  scripted_server first = start_scripted_server("127.0.0.1");
+  scripted_server second = start_scripted_server("127.0.0.2");
+  const auto serve = [](const recorded_request& request) {
+    std::string html = request.head + " at " + request.path;
+    for (const char* page : {"a", "b"}) html += std::string("<a href='/") + page + "'>x</a>";
+    return build_response_text(200, "Content-Type: text/html\r\n", html);
+  };
+  crawl_setup setup;
+  for (scripted_server* server : {&first, &second}) {
+    serve_default_scripted_server(*server, serve);
+    setup.profile.seeds.push_back(get_url_scripted_server(*server, "/"));
+  }
+  setup.profile.sleep_interval = 1;
+  const crawl_place place;
+  const crawl_result crawl = run_crawl(place, setup);
+  EXPECT_EQ(crawl.program.exit_status, 0) << crawl.program.errors;
+  const auto at_first = get_requests_scripted_server(first);
+  const auto at_second = get_requests_scripted_server(second);
+  ASSERT_EQ(at_first.size(), 3u);
+  ASSERT_EQ(at_second.size(), 3u);
+  // A request may reach its server late, but never half an interval late on a machine that works.
+  constexpr uint64_t HALF_INTERVAL_US = 500'000;
+  for (size_t i = 1; i < 3; ++i) {
+    EXPECT_GT(at_first[i].arrival_us, at_first[i - 1].arrival_us + HALF_INTERVAL_US);
+    EXPECT_GT(at_second[i].arrival_us, at_second[i - 1].arrival_us + HALF_INTERVAL_US);
+    // The other host had its turn in between: both were asked before one was asked again.
+    EXPECT_LT(at_first[i - 1].arrival_us, at_second[i].arrival_us);
+    EXPECT_LT(at_second[i - 1].arrival_us, at_first[i].arrival_us);
+  }
+}
+
+TEST(crawl, goes_on_whatever_a_server_answers) {
+  scripted_server server = start_scripted_server();
+  const std::string huge_path = "/" + std::string(100'000, 'u');
+  const std::tuple<const char*, scripted_answer> pages[] = {
+      {"/close", {}},
+      {"/short", {.bytes = "HTTP/1.0 200 OK\r\nContent-Length: 1000\r\n\r\nonly this"}},
+      {"/long-lie", {.bytes = "HTTP/1.0 200 OK\r\nContent-Length: 10000000\r\n\r\nx"}},
+      {"/negative", {.bytes = "HTTP/1.0 200 OK\r\nContent-Length: -5\r\n\r\nx"}},
+      {"/endless-head", {.kind = ANSWER_ENDLESS_HEAD, .bytes = "HTTP/1.0 200 OK\r\n"}},
+      {"/endless-body", {.kind = ANSWER_ENDLESS_BODY, .bytes = "HTTP/1.0 200 OK\r\n\r\n"}},
+      {"/no-http", {.bytes = "\x16\x03\x01 this is something else\n\n\n"}},
+      {"/angles", build_page_answer(std::string(1'000'000, '<'))},
+      {"/nul", build_page_answer(std::string("a\0<a href='/behind-nul'>", 23))},
+      {"/control", build_page_answer("<a href='/c\x01trl'>x</a><a href='" + huge_path + "'>x</a>")},
+      {"/loop", {.bytes = "HTTP/1.0 302 Found\r\nLocation: /loop\r\n\r\n"}},
+      {"/split", {.bytes = "HTTP/1.0 302 Found\r\nLocation: /good?\rX: y\r\n\r\n"}},
+      {"/good", build_page_answer("good page, asked for at the end")},
+  };
+  std::string index = "index of hostile pages";
+  for (const auto& [path, answer] : pages) {
+    serve_answers_scripted_server(server, path, {answer});
+    index += std::string("<a href=\"") + path + "\">x</a>\n";
+  }
+  serve_page_scripted_server(server, "/", index);
+  const crawl_place place;
+  crawl_setup setup;
+  setup.profile.seeds = {get_url_scripted_server(server, "/")};
+  const crawl_result crawl = run_crawl(place, setup);
+
+  EXPECT_EQ(crawl.program.exit_status, 0) << crawl.program.errors;
+  const std::tuple<const char*, const char*> outcomes[] = {
+      {"/close", "Didn't download (HTTP CODE 408)"},
+      {"/short", "Didn't download (HTTP CODE 500)"},
+      {"/long-lie", "Didn't download (HTTP CODE 400)"},
+      {"/negative", "Didn't download (HTTP CODE 400)"},
+      {"/endless-head", "Didn't download (HTTP CODE 400)"},
+      {"/endless-body", "Didn't download (HTTP CODE 400)"},
+      {"/no-http", "Didn't download (NO HTTP CODE AVAILABLE)"},
+      {"/angles", "Grabbed page (HTTP CODE 200)"},
+      {"/nul", "Grabbed page (HTTP CODE 200)"},
+      {"/loop", "Didn't download (HTTP CODE 302)"},
+      {"/good", "Grabbed page (HTTP CODE 200)"},
+  };
+  for (const auto& [path, outcome] : outcomes) {
+    const std::string record = get_url_scripted_server(server, path) + "  " + outcome + "\n";
+    EXPECT_EQ(count_text(crawl.log, record), 1u) << record;
+  }
+  EXPECT_EQ(count_requests_scripted_server(server, "/behind-nul"), 0u);
+  for (const recorded_request& request : get_requests_scripted_server(server)) {
+    EXPECT_LT(request.path.size(), 8'200u);
+    EXPECT_EQ(request.path.find('\x01'), std::string::npos);
+    EXPECT_EQ(request.head.find("X: y"), std::string::npos) << "a header came out of a redirect";
+  }
+}
+
+TEST(crawl, keeps_what_is_stored_when_the_disk_is_full) {
+  scripted_server server = start_scripted_server();
+  std::string index = "index";
+  for (int i = 0; i < 30; ++i) {
+    const std::string path = "/" + std::to_string(i);
+    index += "<a href='" + path + "'>x</a>";
+    serve_page_scripted_server(
+        server, path,
+        std::string(20'000, static_cast<char>('a' + i % 26)) + std::to_string(i * 7919));
+  }
+  serve_page_scripted_server(server, "/", index);
+  const crawl_place place;
+  crawl_setup setup;
+  setup.profile.seeds = {get_url_scripted_server(server, "/")};
+  setup.max_file_bytes = 200'000;
+  const crawl_result crawl = run_crawl(place, setup);
+  EXPECT_EQ(crawl.program.exit_status, 0) << crawl.program.errors;
+  EXPECT_EQ(count_all_requests_scripted_server(server), 31u) << "the crawl goes on";
+  EXPECT_GE(crawl.documents.size(), 9u);
+  EXPECT_LE(crawl.documents.size(), 10u);
+  for (const crawl_document& document : crawl.documents) {
+    if (document.url.ends_with('/')) continue;
+    EXPECT_GE(document.content.size(), 20'000u) << "whole documents only";
+  }
+  EXPECT_NE(crawl.log.find("#Fields: date time s-status s-comment\n"), std::string::npos)
+      << "the refusal is in the log";
+}
+
+TEST(crawl, refuses_a_seed_by_the_filter_and_ends) {
+  scripted_server server = start_scripted_server();
+  serve_page_scripted_server(server, "/", "never asked for");
+  const crawl_place place;
+  crawl_setup setup;
+  setup.profile.seeds = {get_url_scripted_server(server, "/")};
+  setup.profile.elements = "<excluded-urls><url name=\"http://127\"/></excluded-urls>\n";
+  const crawl_result crawl = run_crawl(place, setup);
+  EXPECT_EQ(crawl.program.exit_status, 0) << crawl.program.errors;
+  EXPECT_EQ(count_text(crawl.log, "/  is forbidden by the url filter\n"), 1u) << crawl.log;
+  EXPECT_EQ(count_all_requests_scripted_server(server), 0u);
+}
+
+TEST(crawl, keeps_to_page_allowance_and_quota) {
+  const struct {
+    const char* seed_attributes;
+    const char* elements;
+    size_t max_stored;
+    size_t max_asked;
+    const char* log_text;
+  } cases[] = {
+      {"max-guest-pages=\"5\"", "", 5, 5, ""},
+      {"site_max_num=\"7\"", "", 7, 7, "  guest pages quota exceeds\n"},
+      {"", "<quota files=\"9\"/>", 9, 100, "Stopping crawl - Crawler's quota exceeded"},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(std::string(c.seed_attributes) + c.elements);
+    scripted_server server = start_scripted_server();
+    serve_default_scripted_server(server, [](const recorded_request& request) {
+      const uint32_t page = parse_unsigned(std::string_view(request.path).substr(1));
+      const std::string next = std::to_string(page + 1);
+      return build_response_text(
+          200, "Content-Type: text/html\r\n",
+          page < 99 ? "page <a href='/" + next + "'>" + next + "</a>" : "last page");
+    });
+    const crawl_place place;
+    crawl_setup setup;
+    setup.profile.nb_spiders = 1;
+    setup.profile.elements = c.elements;
+    setup.profile.seeds = {get_url_scripted_server(server, "/0") + "\" " + c.seed_attributes +
+                           " x=\""};
+    const crawl_result crawl = run_crawl(place, setup);
+    EXPECT_EQ(crawl.program.exit_status, 0) << crawl.program.errors;
+    EXPECT_EQ(crawl.documents.size(), c.max_stored);
+    EXPECT_LE(count_all_requests_scripted_server(server), c.max_asked);
+    EXPECT_NE(crawl.log.find(c.log_text), std::string::npos);
+  }
+}
+
+TEST(crawl, is_stopped_by_a_signal_while_every_spider_hangs) {
+  scripted_server server = start_scripted_server();
+  serve_default_scripted_server(server, nullptr);
+  crawl_setup setup;
+  for (const char* path : {"/1", "/2", "/3"}) {
+    serve_answers_scripted_server(server, path, {{.kind = ANSWER_STALL}});
+    setup.profile.seeds.push_back(get_url_scripted_server(server, path));
+  }
+  setup.profile.nb_spiders = 3;
+  setup.profile.round_time_ms = 3'600'000;
+  const crawl_place place;
+  prepare_crawl(place, setup);
+  running_program program = start_crawl(place, setup);
+  for (const char* path : {"/1", "/2", "/3"}) {
+    ASSERT_TRUE(wait_for_request_scripted_server(server, path));
+  }
+  signal_program(program, SIGTERM);
+  const crawl_result crawl = read_crawl(place, wait_program(program));
+  EXPECT_EQ(crawl.program.exit_status, 0);
+  EXPECT_NE(crawl.log.find("Crawler manually stopped.\n"), std::string::npos);
+  EXPECT_NE(crawl.log.find("Crawler main loop ended\n"), std::string::npos);
+  EXPECT_TRUE(crawl.log.ends_with("Crawling process success!\n\n"));
+}
+
+}  // namespace
+}  // namespace wk

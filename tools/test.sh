@@ -1,0 +1,28 @@
+#!/usr/bin/env bash
+# Sets up, builds and runs every test: formatting, all tests under AddressSanitizer and
+# UndefinedBehaviorSanitizer, and what threads share under ThreadSanitizer as well.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+
+tools/setup.sh
+
+say() { printf '\n== %s (%ss)\n' "$1" "$SECONDS"; }
+
+say "formatting"
+tools/format.sh --check
+
+say "build with AddressSanitizer and UndefinedBehaviorSanitizer"
+cmake --preset asan >/dev/null
+cmake --build --preset asan
+
+say "tests with AddressSanitizer and UndefinedBehaviorSanitizer"
+ctest --test-dir build-asan --output-on-failure -j2
+
+say "build with ThreadSanitizer"
+cmake --preset tsan >/dev/null
+cmake --build --preset tsan --target _zcrawler shared_tests
+
+say "tests of what threads share, with ThreadSanitizer"
+ctest --test-dir build-tsan --output-on-failure -j2 -L shared
+
+say "all tests passed"
