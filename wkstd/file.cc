@@ -208,6 +208,22 @@ bool read_line(line_reader& reader, std::string_view& line) {
   return true;
 }
 
+bool read_line_block(line_reader& reader, std::string_view& lines) {
+  size_t searched = reader.next;
+  for (;;) {
+    const size_t last = std::string_view(reader.buffer).substr(searched).rfind('\n');
+    if (last != std::string_view::npos) {
+      const size_t end = searched + last + 1;
+      lines = std::string_view(reader.buffer).substr(reader.next, end - reader.next);
+      reader.next = end;
+      return true;
+    }
+    searched = reader.buffer.size() - reader.next;
+    if (!fill_line_reader(reader)) break;
+  }
+  return read_line(reader, lines);
+}
+
 bool read_whole_file(const std::string& path, uint64_t max_bytes, std::string& out) {
   out.clear();
   const int handle = open_file(path, O_RDONLY);

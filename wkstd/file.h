@@ -73,6 +73,9 @@ using line_reader_ptr = std::unique_ptr<line_reader, close_line_reader>;
 // The next line without its line feed; the view lasts until the next call. The last line needs no
 // line feed. False at the end or when the system refuses.
 [[nodiscard]] bool read_line(line_reader& reader, std::string_view& line);
+// The lines that are at hand, at least one, with their line feeds; only the last line of the file
+// may lack its own. The rest is as for read_line.
+[[nodiscard]] bool read_line_block(line_reader& reader, std::string_view& lines);
 
 // The whole file. False when it cannot be read or holds more than max_bytes; out is empty then.
 [[nodiscard]] bool read_whole_file(const std::string& path, uint64_t max_bytes, std::string& out);

@@ -9,6 +9,7 @@
 #include <string_view>
 
 #include "wkstd/text.h"
+#include "wkzp/parse_repository.h"
 
 #define PCRE2_CODE_UNIT_WIDTH 8
 #include <pcre2.h>
@@ -26,9 +27,7 @@ struct named_entity {
 constexpr named_entity FIRST_ENTITIES[] = {{"&quot;", '"'}, {"&apos;", '\''}, {"&amp;", '&'}};
 constexpr named_entity SECOND_ENTITIES[] = {{"&lt;", '<'}, {"&gt;", '>'}};
 
-constexpr const char* NUMERIC_PATTERN = "&#[0-9]{2,4};";
-constexpr size_t NUMERIC_MAX_BYTES = 7;  // the longest match
-constexpr const char* NAMED_PATTERN = "&[a-zA-Z0-9]{2,8};";
+constexpr size_t NUMERIC_MAX_BYTES = 7;  // the longest decimal reference
 constexpr uint32_t MAX_DELETIONS = 100'000'000;
 
 struct free_match_data {
@@ -40,16 +39,17 @@ struct byte_range {
   size_t end = 0;
 };
 
-// A compiled pattern is never written again, so all threads share it; it lives as long as the
-// process. Null when memory is short: then nothing matches.
-const pcre2_code* compile_pattern(const char* pattern) {
+// Compiles a pattern of the parse repository. It is never written again, so all threads share it;
+// it lives as long as the process. Null when it does not compile: then nothing matches.
+const pcre2_code* compile_pattern(std::string_view name) {
+  const std::string_view pattern = get_pattern_parse_repository(name);
   int error = 0;
   PCRE2_SIZE offset = 0;
-  return pcre2_compile(reinterpret_cast<PCRE2_SPTR>(pattern), PCRE2_ZERO_TERMINATED, 0, &error,
+  return pcre2_compile(reinterpret_cast<PCRE2_SPTR>(pattern.data()), pattern.size(), 0, &error,
                        &offset, nullptr);
 }
 
-// Finds the leftmost match of code in bytes.
+// Finds the leftmost match of code in bytes. A match of no bytes is none.
 bool find_match(byte_range& match, const pcre2_code* code, std::string_view bytes) {
   // What a match works on belongs to one thread, which keeps it for all its links.
   thread_local const std::unique_ptr<pcre2_match_data, free_match_data> data(
@@ -60,7 +60,7 @@ bool find_match(byte_range& match, const pcre2_code* code, std::string_view byte
   if (answer < 0) return false;
   const PCRE2_SIZE* ends = pcre2_get_ovector_pointer(data.get());
   match = {.begin = ends[0], .end = ends[1]};
-  return true;
+  return match.begin < match.end;
 }
 
 // Replaces each of entities by its byte, in one pass.
@@ -94,7 +94,7 @@ void replace_named_entities(std::string& text, std::span<const named_entity> ent
 //
 // A replacement moves what stands before it to the front, and its last bytes back behind the gap.
 void replace_numeric_entities(std::string& text) {
-  static const pcre2_code* const pattern = compile_pattern(NUMERIC_PATTERN);
+  static const pcre2_code* const pattern = compile_pattern(PATTERN_URL_DECIMAL_ENTITY);
   if (text.find("&#") == std::string::npos) return;
 
   char* bytes = text.data();
@@ -124,7 +124,7 @@ void replace_numeric_entities(std::string& text) {
 // Deletes named references that are none of the five, such as "&nbsp;". What closes up around one
 // is not looked at again.
 void delete_named_entities(std::string& text) {
-  static const pcre2_code* const pattern = compile_pattern(NAMED_PATTERN);
+  static const pcre2_code* const pattern = compile_pattern(PATTERN_URL_NAMED_ENTITY);
   const size_t first = text.find('&');
   if (first == std::string::npos || text.find(';', first) == std::string::npos) return;
 
