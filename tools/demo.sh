@@ -28,4 +28,5 @@ begin=$(date +%s.%N)
 (cd "$place" && ../_zcrawler -conf demo.xml)
 end=$(date +%s.%N)
 
-exec python3 tools/demo_report.py "$place" "$begin" "$end"
+stop_site
+python3 tools/demo_report.py "$place" "$begin" "$end"

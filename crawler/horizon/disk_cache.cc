@@ -18,7 +18,7 @@ namespace {
 
 static_assert(std::endian::native == std::endian::little, "the filter's words are written raw");
 
-constexpr size_t WORDS_A_PIECE = 16 * 1024;
+constexpr size_t WORDS_A_PIECE = 16'384;
 
 // Puts the merged file in the place of the disk cache at one stroke. The two are exchanged and the
 // old one removed, because a rename over a file makes some file systems (ext4) write the new one to

@@ -16,7 +16,7 @@ namespace wk {
 namespace {
 
 constexpr uint32_t TABLE_SIZE = 100'000;
-constexpr size_t WRITE_BYTES = 64 * 1024;
+constexpr size_t WRITE_BYTES = 65'536;
 constexpr uint32_t NB_URLS_BEFORE_RETRY = 1'000;
 constexpr uint64_t SORT_CHUNK_BYTES = 10'000'000;
 

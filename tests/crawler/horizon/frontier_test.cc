@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -212,6 +213,42 @@ TEST(frontier, says_so_when_an_unsupported_operation_finds_urls) {
   EXPECT_EQ(h.ops->wait_urls_unsupported(*h.ops, UINT64_MAX), 1u);
   EXPECT_EQ(h.ops->get_url_blocking(*h.ops), 1u);
   EXPECT_EQ(testing::internal::GetCapturedStderr(), never + never + never);
+}
+
+TEST(frontier, goes_on_when_a_queue_gives_nothing) {
+  const std::string alarm =
+      "the queue suppose to return url because the selector said this queue is not empty\n";
+  test_horizon h;
+  h.settings.nb_queues = 1'000'003;
+  h.settings.queue_buffer_size = 1;
+  create_test_horizon(h);
+  for (const char* url : {"http://a/1", "http://a/2", "http://a/3"}) add(h, url);
+  const std::string path = h.directory.path + "/nfrontier.97.0.txt";
+  ASSERT_EQ(read_test_file(path), "http://a/2\n");
+  std::filesystem::rename(path, path + ".away");
+  std::filesystem::create_symlink(path, path);  // cannot be opened, and yet is there
+  testing::internal::CaptureStderr();
+  EXPECT_EQ(drain(h), (std::vector<std::string>{"http://a/1", "http://a/3"}));
+  const taken_url taken = take(h);
+  EXPECT_EQ(taken.answer, FRONTIER_WAIT);
+  EXPECT_EQ(taken.time, START_SECONDS + 1);
+  EXPECT_EQ(h.ops->count_urls(*h.ops), 1u);
+  EXPECT_FALSE(h.ops->is_exhausted(*h.ops));
+  add(h, "http://b/1");
+  EXPECT_EQ(drain(h), std::vector<std::string>{"http://b/1"});
+
+  test_time_us += SECOND;
+  std::filesystem::rename(path + ".away", path);
+  EXPECT_EQ(drain(h), std::vector<std::string>{"http://a/2"});
+
+  for (const char* url : {"http://a/4", "http://a/5", "http://a/6"}) add(h, url);
+  std::filesystem::remove(path);
+  EXPECT_EQ(drain(h), (std::vector<std::string>{"http://a/4", "http://a/6"}));
+  EXPECT_EQ(h.ops->count_urls(*h.ops), 0u);
+  EXPECT_TRUE(h.ops->is_exhausted(*h.ops));
+  const std::string said = testing::internal::GetCapturedStderr();
+  const std::string waits = path + " can't be opened, its URLs wait\n";
+  EXPECT_EQ(said, waits + waits + alarm + path + " gave 0 URLs instead of 1\n");
 }
 
 TEST(frontier, bears_absurd_settings) {
