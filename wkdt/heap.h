@@ -1,4 +1,5 @@
-// A binary heap of (64-bit key, 32-bit value) pairs, the smallest by the caller's comparison on top.
+// A binary heap of (64-bit key, 32-bit value) pairs, the smallest by the caller's comparison on
+// top.
 //
 // A child moves above its parent only when the parent's key is greater; on the way down the right
 // child is taken only when the left one's key is greater. Pairs with equal keys leave in the order

@@ -1,11 +1,11 @@
 // An external sort of text lines: files far larger than memory, in chunks that are merged.
 //
-// Lines end in a line feed (the last one may lack it); empty lines are dropped. Memory is bounded by
-// chunk_bytes, a line longer than that is a chunk of its own; the merge holds a buffer for each chunk.
-// Time is O(n log n) comparisons. Temporary files are named "tmp.tsort0", "tmp.tsort1", ... and are
-// removed at the end; two sorts must never work in one directory at once.
-// Failure: a status, after a line on the error channel; no temporary file stays, and an output file
-// that was begun is removed.
+// Lines end in a line feed (the last one may lack it); empty lines are dropped. Memory is bounded
+// by chunk_bytes, a line longer than that is a chunk of its own; the merge holds a buffer for each
+// chunk. Time is O(n log n) comparisons. Temporary files are named "tmp.tsort0", "tmp.tsort1", ...
+// and are removed at the end; two sorts must never work in one directory at once. Failure: a
+// status, after a line on the error channel; no temporary file stays, and an output file that was
+// begun is removed.
 #pragma once
 
 #include <cstdint>

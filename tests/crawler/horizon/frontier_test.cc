@@ -123,6 +123,8 @@ TEST(frontier, does_not_wait_for_a_clock_that_was_set_back) {
   add(h, "http://a/3");
   test_time_us = BACK;
   EXPECT_EQ(take(h).time, BACK / SECOND + 20);
+  test_time_us = BACK - 1 * SECOND;
+  EXPECT_EQ(take(h).time, BACK / SECOND + 9);
 }
 
 TEST(frontier, drops_urls_of_exhausted_hosts_but_the_last_one_of_a_queue) {
