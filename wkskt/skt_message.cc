@@ -8,10 +8,6 @@ namespace wk {
 namespace {
 
 // With a limit of 0 nothing is waited for.
-bool may_send(int handle, const skt_terms& terms) {
-  return terms.limit_us == 0 || skt_wait_writable(handle, terms) == 1;
-}
-
 bool may_receive(int handle, const skt_terms& terms) {
   return terms.limit_us == 0 || skt_wait_readable(handle, terms) == 1;
 }
@@ -49,9 +45,8 @@ void skt_send_uint32(int handle, uint32_t value) {
 }
 
 int skt_send_uint32_with_timeout(int handle, uint32_t value, const skt_terms& terms) {
-  if (!may_send(handle, terms)) return 0;
-  skt_send_uint32(handle, value);
-  return 1;
+  const uint32_t wire = htonl(value);
+  return send_bytes(handle, as_bytes(wire), terms);
 }
 
 uint32_t skt_recv_uint32(int handle) {
@@ -65,8 +60,9 @@ uint32_t skt_recv_uint32_with_timeout(int handle, const skt_terms& terms) {
 }
 
 int skt_send_message(int handle, std::string_view text, const skt_terms& terms) {
+  if (text.size() > UINT32_MAX) return 0;
   const uint32_t wire = htonl(static_cast<uint32_t>(text.size()));
-  if (!may_send(handle, terms) || send_bytes(handle, as_bytes(wire), terms) == 0) return 0;
+  if (send_bytes(handle, as_bytes(wire), terms) == 0) return 0;
   return text.empty() ? 1 : send_bytes(handle, text, terms);
 }
 
@@ -83,7 +79,7 @@ bool skt_recv_message(int handle, std::string& text, const skt_terms& terms, siz
     text.resize(before + step);
     const size_t got = receive_bytes(handle, text.data() + before, step, terms);
     if (got == step) continue;
-    text.resize(before + got);
+    text.clear();
     return false;
   }
   return true;

@@ -9,7 +9,6 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <csignal>
 #include <string>
 
 #include "wkskt/skt.h"
@@ -79,12 +78,6 @@ void set_buffer_options(int handle) {
   set_option(handle, SOL_SOCKET, SO_RCVBUF, SKT_BUFFER_BYTES);
 }
 
-bool set_blocking(int handle, bool blocking) {
-  const int flags = ::fcntl(handle, F_GETFL);
-  if (flags < 0) return false;
-  return ::fcntl(handle, F_SETFL, blocking ? flags & ~O_NONBLOCK : flags | O_NONBLOCK) == 0;
-}
-
 bool finish_connect(int handle) {
   int error = 0;
   socklen_t length = sizeof error;
@@ -98,9 +91,7 @@ bool connect_in_blocking_mode(int handle, const struct sockaddr_in& address) {
   if (::connect(handle, as_generic(address), sizeof address) == 0) return true;
   if (errno != EINTR) return false;
   // The system goes on connecting behind the interruption.
-  struct pollfd wanted {
-    handle, POLLOUT, 0
-  };
+  struct pollfd wanted = {handle, POLLOUT, 0};
   while (::poll(&wanted, 1, -1) < 0 && errno == EINTR) {
   }
   return finish_connect(handle);
@@ -112,7 +103,7 @@ bool connect_within_limit(int handle, const struct sockaddr_in& address, const s
   const bool pending = !connected && (errno == EINPROGRESS || errno == EINTR);
   if (!connected && !pending) return false;
   if (pending && (skt_wait_writable(handle, terms) == 0 || !finish_connect(handle))) return false;
-  return set_blocking(handle, true);
+  return ::fcntl(handle, F_SETFL, 0) == 0;  // blocking again; a socket has no other flag
 }
 
 int connect_to(struct in_addr host, uint32_t port, const skt_terms& terms) {
@@ -132,13 +123,15 @@ int connect_to(struct in_addr host, uint32_t port, const skt_terms& terms) {
 
 }  // namespace
 
-void skt_startup() { ::signal(SIGPIPE, SIG_IGN); }
+// The system's sockets are there without being asked for.
+void skt_startup() {}
 
 void skt_cleanup() {}
 
 int skt_open_with_timeout(const char* host, uint32_t port, const skt_terms& terms) {
+  if (port == 0 || port > MAX_PORT) return -1;
   if (host == nullptr) return skt_listen("0.0.0.0", port);
-  if (*host == '\0' || port == 0 || port > MAX_PORT) return -1;
+  if (*host == '\0') return -1;
   struct in_addr address {};
   if (!resolve_host(host, port, address)) return -1;
   if (terms.refused_own_port != 0 && port == terms.refused_own_port && is_own_address(address)) {
@@ -154,16 +147,16 @@ int skt_listen(const char* address, uint32_t port) {
   if (port > MAX_PORT || ::inet_pton(AF_INET, address, &host) != 1) return -1;
   const int handle = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
   if (handle < 0) return -1;
-  const struct linger one_second { 1, 1 };
+  const struct linger one_second = {1, 1};
   (void)::setsockopt(handle, SOL_SOCKET, SO_LINGER, &one_second, sizeof one_second);
   // A crawler that is started again gets its port though old connections still fade away.
   set_option(handle, SOL_SOCKET, SO_REUSEADDR, 1);
+  set_buffer_options(handle);  // before a client can come: an accepted socket takes them over
   const struct sockaddr_in own = make_address(host, port);
   if (::bind(handle, as_generic(own), sizeof own) != 0 || ::listen(handle, BACKLOG) != 0) {
     skt_close(handle);
     return -1;
   }
-  set_buffer_options(handle);
   return handle;
 }
 
@@ -197,13 +190,9 @@ void skt_close(int handle) {
 
 bool skt_is_alive(int handle) {
   if (handle < 0) return false;
-  struct pollfd wanted {
-    handle, POLLIN, 0
-  };
-  const int ready = ::poll(&wanted, 1, 0);
-  if (ready <= 0) return ready == 0;
   char byte = 0;
-  return ::recv(handle, &byte, 1, MSG_PEEK | MSG_DONTWAIT) != 0;
+  const ssize_t there = ::recv(handle, &byte, 1, MSG_PEEK | MSG_DONTWAIT);
+  return there > 0 || (there < 0 && errno != EBADF && errno != ENOTSOCK);
 }
 
 }  // namespace wk

@@ -21,6 +21,15 @@ ssize_t receive(int handle, char* buffer, size_t count, int flags) {
   return got;
 }
 
+// Makes out larger than the bytes it holds so far, unless that is max_bytes; grown by a part of
+// what it is, the whole costs time linear in the bytes that come.
+bool make_room(std::string& out, size_t done, size_t max_bytes) {
+  if (done == out.size()) {
+    out.resize(done + std::min(max_bytes - done, std::max(BLOCK_BYTES, done / 2)));
+  }
+  return done < out.size();
+}
+
 // Takes the line's next part: what is there up to a line feed. 1 when the line feed was taken, 0
 // when the line goes on, -1 at a close, an error, or past max_bytes.
 int take_line_part(std::string& line, int handle, size_t max_bytes) {
@@ -52,9 +61,18 @@ int64_t skt_recv_all(int handle, char* buffer, size_t count) {
 }
 
 int64_t skt_recv_all_with_timeout(char* buffer, size_t count, int handle, const skt_terms& terms) {
+  if (count == 0) return 0;
   std::memset(buffer, 0, count);
-  if (terms.limit_us != SKT_NO_WAIT_US && skt_wait_readable(handle, terms) == 0) return 0;
-  return skt_recv_all(handle, buffer, count);
+  if (terms.limit_us == SKT_NO_WAIT_US) return skt_recv_all(handle, buffer, count);
+  size_t done = 0;
+  while (done < count && skt_wait_readable(handle, terms) == 1) {
+    const ssize_t got = receive(handle, buffer + done, count - done, MSG_DONTWAIT);
+    if (got < 0 && errno == EAGAIN) continue;
+    if (got < 0) return -1;
+    if (got == 0) break;
+    done += static_cast<size_t>(got);
+  }
+  return static_cast<int64_t>(done);
 }
 
 int skt_read_line(std::string& line, int handle, size_t max_bytes) {
@@ -75,8 +93,10 @@ int skt_read_line_with_timeout(std::string& line, int handle, const skt_terms& t
   }
 }
 
+// An error ends the reading as a close does.
 size_t skt_read_counted_with_timeout(char* buffer, size_t count, int handle,
                                      const skt_terms& terms) {
+  if (count == 0) return 0;
   std::memset(buffer, 0, count);
   size_t done = 0;
   while (done < count && skt_wait_readable(handle, terms) == 1) {
@@ -91,31 +111,30 @@ size_t skt_read_counted_with_timeout(char* buffer, size_t count, int handle,
 size_t skt_read_until_quiet(std::string& out, int handle, const skt_terms& terms,
                             size_t max_bytes) {
   out.clear();
-  while (out.size() < max_bytes && skt_wait_readable(handle, terms) == 1) {
-    const size_t before = out.size();
-    const size_t wanted = std::min(max_bytes - before, std::max(BLOCK_BYTES, before / 2));
-    out.resize(before + wanted);
-    const ssize_t got = receive(handle, out.data() + before, wanted, MSG_DONTWAIT);
-    out.resize(before + (got > 0 ? static_cast<size_t>(got) : 0));
+  size_t done = 0;
+  while (done < max_bytes && skt_wait_readable(handle, terms) == 1) {
+    if (!make_room(out, done, max_bytes)) break;
+    const ssize_t got = receive(handle, out.data() + done, out.size() - done, MSG_DONTWAIT);
     if (got < 0 && errno == EAGAIN) continue;
     if (got <= 0) break;
+    done += static_cast<size_t>(got);
   }
-  return out.size();
+  out.resize(done);
+  return done;
 }
 
 int64_t skt_read_all(std::string& out, int handle, const skt_terms& terms, size_t max_bytes) {
   out.clear();
-  while (out.size() < max_bytes) {
+  size_t done = 0;
+  ssize_t got = 1;
+  while (done < max_bytes && got > 0) {
     if (terms.limit_us != SKT_NO_WAIT_US && skt_wait_readable(handle, terms) == 0) break;
-    const size_t before = out.size();
-    const size_t wanted = std::min(max_bytes - before, BLOCK_BYTES);
-    out.resize(before + wanted);
-    const ssize_t got = receive(handle, out.data() + before, wanted, 0);
-    out.resize(before + (got > 0 ? static_cast<size_t>(got) : 0));
-    if (got < 0) return -1;
-    if (got == 0) break;
+    if (!make_room(out, done, max_bytes)) break;
+    got = receive(handle, out.data() + done, std::min(out.size() - done, BLOCK_BYTES), 0);
+    if (got > 0) done += static_cast<size_t>(got);
   }
-  return static_cast<int64_t>(out.size());
+  out.resize(done);
+  return got < 0 ? -1 : static_cast<int64_t>(done);
 }
 
 }  // namespace wk
