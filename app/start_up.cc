@@ -5,10 +5,13 @@
 #include "app/command_line.h"
 #include "app/signal_watch.h"
 #include "crawler/core/build_crawler.h"
+#include "crawler/core/checkpoint.h"
 #include "crawler/core/crawler.h"
+#include "crawler/core/crawler_image.h"
 #include "crawler/run/control_loop.h"
 #include "wkskt/skt.h"
 #include "wkstd/error.h"
+#include "wkstd/file.h"
 #include "wkstd/text.h"
 #include "wkzp/parse_repository.h"
 
@@ -23,10 +26,58 @@ struct socket_layer {
   socket_layer& operator=(const socket_layer&) = delete;
 };
 
-crawler_ptr start_crawler(const start_request& request) {
-  crawler_ptr crawler = load_crawler(request.config_path, request.crawler_name, request.use_libxml);
-  if (crawler != nullptr && request.mode == MODE_CRAWL) start_fresh_crawler(*crawler);
+bool write_to_output(const std::string& bytes) {
+  return std::fwrite(bytes.data(), 1, bytes.size(), stdout) == bytes.size() &&
+         std::fflush(stdout) == 0;
+}
+
+constexpr uint64_t MAX_IMAGE_BYTES = uint64_t{4} << 30;
+
+// -load takes a profile or an image; only an image begins with its mark.
+crawler_ptr load_profile_or_image(const start_request& request) {
+  std::string bytes;
+  const bool is_image = request.mode == MODE_RESTORE &&
+                        read_file_head(request.config_path, sizeof CRAWLER_IMAGE_MARK, bytes) &&
+                        is_crawler_image(bytes);
+  if (!is_image) {
+    return load_crawler(request.config_path, request.crawler_name, request.use_libxml);
+  }
+  crawler_ptr crawler;
+  if (read_whole_file(request.config_path, MAX_IMAGE_BYTES, bytes)) {
+    crawler = load_crawler_image(bytes);
+  }
+  if (crawler == nullptr) {
+    print_message(format_text("The crawler image '%s' is damaged.\n", request.config_path.c_str()));
+  }
   return crawler;
+}
+
+crawler_ptr start_crawler(const start_request& request) {
+  crawler_ptr crawler = load_profile_or_image(request);
+  if (crawler == nullptr) return nullptr;
+  switch (request.mode) {
+    case MODE_CRAWL:
+    case MODE_SAVE:
+      start_fresh_crawler(*crawler);
+      return crawler;
+    case MODE_RESTORE:
+      (void)restore_crawler(*crawler);  // what is missing was said; the rest is crawled
+      return crawler;
+    default:
+      print_message(format_text("Unrecognized or unhandled mode: %u\n", request.mode));
+      return nullptr;
+  }
+}
+
+int save_image(Crawler& crawler) {
+  std::string image;
+  {
+    const std::lock_guard<std::mutex> hold(crawler.gate.lock);
+    save_crawler(crawler, image);
+  }
+  if (write_to_output(image)) return 0;
+  print_message("Couldn't write the crawler image.\n");
+  return 1;
 }
 
 void log_command_line(Crawler& crawler, const std::vector<std::string>& arguments) {
@@ -63,10 +114,9 @@ void crawl(Crawler& crawler, const start_request& request,
 int create_parse_repository() {
   std::string bytes;
   write_parse_repository(get_parse_repository(), bytes);
-  const bool written = std::fwrite(bytes.data(), 1, bytes.size(), stdout) == bytes.size() &&
-                       std::fflush(stdout) == 0;
-  if (!written) print_message("Couldn't write the parse repository.\n");
-  return written ? 0 : 1;
+  if (write_to_output(bytes)) return 0;
+  print_message("Couldn't write the parse repository.\n");
+  return 1;
 }
 
 int run_request(const start_request& request, const std::vector<std::string>& arguments) {
@@ -80,9 +130,14 @@ int run_request(const start_request& request, const std::vector<std::string>& ar
                               request.config_path.c_str(), request.crawler_name.c_str()));
     return 1;
   }
-  crawl(*crawler, request, arguments);
+  int status = 0;
+  if (request.mode == MODE_SAVE) {
+    status = save_image(*crawler);
+  } else {
+    crawl(*crawler, request, arguments);
+  }
   write_log(*crawler->log, LOG_STATUS, "s-comment", "Crawling process success!\n");
-  return 0;
+  return status;
 }
 
 }  // namespace

@@ -65,6 +65,18 @@ bool list_files(const std::string& directory, std::vector<std::string>& names) {
   return true;
 }
 
+bool list_entries(const std::string& directory, std::vector<std::string>& names) {
+  names.clear();
+  const directory_ptr entries(::opendir(directory.c_str()));
+  if (entries == nullptr) return false;
+  while (const struct dirent* entry = ::readdir(entries.get())) {
+    const std::string name = entry->d_name;
+    if (name != "." && name != "..") names.push_back(name);
+  }
+  std::sort(names.begin(), names.end());
+  return true;
+}
+
 bool is_precious_directory(const std::string& path) {
   return is_same_directory(path, "/") || is_same_directory(path, ".") || is_home_directory(path);
 }

@@ -15,6 +15,9 @@ namespace wk {
 // The names (not paths) of the regular files directly inside, sorted. False when it cannot be read.
 [[nodiscard]] bool list_files(const std::string& directory, std::vector<std::string>& names);
 
+// The names of everything inside but "." and "..", sorted. False when it cannot be read.
+[[nodiscard]] bool list_entries(const std::string& directory, std::vector<std::string>& names);
+
 // True for "/", the home directory and the working directory: never to be emptied, whatever a
 // profile says.
 [[nodiscard]] bool is_precious_directory(const std::string& path);

@@ -224,6 +224,20 @@ bool read_line_block(line_reader& reader, std::string_view& lines) {
   return read_line(reader, lines);
 }
 
+bool read_file_head(const std::string& path, size_t nb_bytes, std::string& out) {
+  out.clear();
+  const int handle = open_file(path, O_RDONLY);
+  if (handle < 0) return false;
+  out.resize(nb_bytes);
+  ssize_t got = -1;
+  do {
+    got = ::read(handle, out.data(), nb_bytes);
+  } while (got < 0 && errno == EINTR);
+  ::close(handle);
+  out.resize(got > 0 ? static_cast<size_t>(got) : 0);
+  return got >= 0;
+}
+
 bool read_whole_file(const std::string& path, uint64_t max_bytes, std::string& out) {
   out.clear();
   const int handle = open_file(path, O_RDONLY);

@@ -77,6 +77,8 @@ using line_reader_ptr = std::unique_ptr<line_reader, close_line_reader>;
 // may lack its own. The rest is as for read_line.
 [[nodiscard]] bool read_line_block(line_reader& reader, std::string_view& lines);
 
+// The file's first bytes, at most so many. False when it cannot be read.
+[[nodiscard]] bool read_file_head(const std::string& path, size_t nb_bytes, std::string& out);
 // The whole file. False when it cannot be read or holds more than max_bytes; out is empty then.
 [[nodiscard]] bool read_whole_file(const std::string& path, uint64_t max_bytes, std::string& out);
 

@@ -12,6 +12,7 @@ namespace wk {
 namespace {
 
 void copy_settings(Crawler& crawler, const CrawlerConfig& config) {
+  crawler.profile = config;
   crawler.admin_port = config.admin_port;
   crawler.nb_spiders = config.nb_spiders > 0 ? static_cast<uint32_t>(config.nb_spiders) : 0;
   crawler.stop_when_empty = config.stop_when_empty;

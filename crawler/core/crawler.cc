@@ -13,6 +13,17 @@ void pause_crawler(Crawler& crawler) { set_pause_stop_gate(crawler.gate, 1); }
 
 void resume_crawler(Crawler& crawler) { set_pause_stop_gate(crawler.gate, 0); }
 
+void open_links_crawler(Crawler& crawler) {
+  if (crawler.links != nullptr || crawler.link_file_base.empty()) return;
+  crawler.links = open_link_file(crawler.link_file_base);
+  if (crawler.links == nullptr) crawler.link_file_base.clear();
+}
+
+void flush_outputs_crawler(Crawler& crawler) {
+  flush_log(*crawler.log);
+  if (crawler.status != nullptr) flush_status_file(*crawler.status);
+}
+
 void set_spiders_crawler(Crawler& crawler, uint32_t nb_spiders) {
   const std::lock_guard<std::mutex> hold(crawler.gate.lock);
   if (!crawler.running) crawler.nb_spiders = nb_spiders;

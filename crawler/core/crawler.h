@@ -48,6 +48,7 @@ struct Crawler {
   uint32_t forever_mode = 0;
   std::string store_directory;
   std::string temp_directory;
+  config_values profile;  // what it was built from
 
   // Opened by the main loop before any spider starts, closed after the last has ended.
   std::string link_file_base;
@@ -69,6 +70,11 @@ using crawler_ptr = std::unique_ptr<Crawler>;
 void stop_crawler(Crawler& crawler);
 void pause_crawler(Crawler& crawler);
 void resume_crawler(Crawler& crawler);
+
+// Opens the link file to continue, when the profile names one and none is open.
+void open_links_crawler(Crawler& crawler);
+// Hands what the log and the status file have gathered to the system.
+void flush_outputs_crawler(Crawler& crawler);
 
 void set_spiders_crawler(Crawler& crawler, uint32_t nb_spiders);
 void set_admin_port_crawler(Crawler& crawler, int32_t port);

@@ -71,4 +71,28 @@ void save_log(const Log& log, std::string& stream) {
   if (log.ops->save != nullptr) log.ops->save(log, stream);
 }
 
+bool skip_log_image(std::string_view& stream) {
+  std::string_view rest = stream;
+  uint32_t nb_logs = 1;  // that are still to come; a list stands for its members
+  while (nb_logs > 0) {
+    uint32_t tag = 0;
+    uint32_t version = 1;
+    uint32_t number = 0;
+    std::string path;
+    if (!take_u32(rest, tag)) return false;
+    --nb_logs;
+    if (tag == LOG_DISCARDING_TAG) continue;
+    if (!take_u32(rest, version) || version != 1) return false;
+    if (tag == LOG_FILE_TAG) {
+      if (!take_string(rest, path) || !take_u32(rest, number)) return false;
+    } else if (tag != LOG_LIST_TAG || !take_u32(rest, number) || number > rest.size()) {
+      return false;
+    } else {
+      nb_logs += number;
+    }
+  }
+  stream = rest;
+  return true;
+}
+
 }  // namespace wk

@@ -15,14 +15,19 @@
 // With a page limit of 1 a file holds one bare content and nothing else. A file ends with the
 // document that reaches one of its limits; a page that only sends the browser elsewhere (meta
 // refresh) counts towards neither.
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <ctime>
 #include <limits>
 #include <mutex>
+#include <string>
+#include <vector>
 
+#include "crawler/output/flatsite_tail.h"
 #include "crawler/output/url_hold.h"
 #include "wkstd/clock.h"
+#include "wkstd/directory.h"
 #include "wkstd/error.h"
 #include "wkstd/file.h"
 #include "wkstd/state_stream.h"
@@ -41,8 +46,9 @@ struct flatsite_url_hold : url_hold {
   std::string path;  // of the current file
   output_file_ptr file;
   bool one_document_per_file = false;
-  uint32_t nb_refused = 0;  // documents that the disk refused since it last took one
-  std::string head;         // of the record being written; kept for its memory
+  bool append_on_first_open = false;  // the file of this number is gone on with
+  uint32_t nb_refused = 0;            // documents that the disk refused since it last took one
+  std::string head;                   // of the record being written; kept for its memory
 };
 
 // Both statuses are those of HTTP: 500 for trouble, 200 for its end.
@@ -73,14 +79,20 @@ bool has_meta_refresh(std::string_view content) {
   return false;
 }
 
+std::string build_store_path(const flatsite_url_hold& hold) {
+  return format_text("%s/flatsite-%u", hold.directory.c_str(), hold.counter);
+}
+
 void open_next_file(flatsite_url_hold& hold) {
   if (hold.file != nullptr && !finish_output_file(hold.file)) {
     report_flatsite(hold, 500,
                     format_text("Error closing document store file: '%s'\n", hold.path.c_str()));
   }
-  ++hold.counter;
-  hold.path = format_text("%s/flatsite-%u", hold.directory.c_str(), hold.counter);
-  hold.file = open_output_file(hold.path, FILE_TRUNCATE);
+  const bool append = hold.append_on_first_open && !hold.one_document_per_file;
+  hold.append_on_first_open = false;
+  if (!append) ++hold.counter;
+  hold.path = build_store_path(hold);
+  hold.file = open_output_file(hold.path, append ? FILE_APPEND : FILE_TRUNCATE);
   reset_quota(hold.file_quota);
   if (hold.file == nullptr) {
     report_flatsite(hold, 500,
@@ -158,6 +170,27 @@ int store_document_flatsite(url_hold& base, const stored_document& document) {
   return 1;
 }
 
+// Takes up the number of the store files that are there. The last one is gone on with when it ends
+// with a whole record, or can be cut back to one; else the next number is begun.
+void resume_flatsite(url_hold& base) {
+  auto& hold = static_cast<flatsite_url_hold&>(base);
+  std::vector<std::string> names;
+  if (!list_entries(hold.directory, names)) return;
+  hold.counter =
+      static_cast<uint32_t>(std::count_if(names.begin(), names.end(), [](const std::string& name) {
+        return name.starts_with("flatsite");
+      }));
+  if (hold.counter == 0 || hold.one_document_per_file) return;
+  const flatsite_tail tail = repair_flatsite_tail(build_store_path(hold));
+  hold.append_on_first_open = tail != FLATSITE_TAIL_FOREIGN;
+  if (tail == FLATSITE_TAIL_CUT) {
+    report_flatsite(
+        hold, 200,
+        format_text("Document store file '%s' ended within a record, which is cut off\n",
+                    build_store_path(hold).c_str()));
+  }
+}
+
 void save_flatsite(const url_hold& base, std::string& stream) {
   const auto& hold = static_cast<const flatsite_url_hold&>(base);
   append_u32(stream, 1);
@@ -166,13 +199,37 @@ void save_flatsite(const url_hold& base, std::string& stream) {
   append_string(stream, hold.directory);
 }
 
+// The directory is the store's own from the beginning; the image's must be the same.
+bool load_flatsite(url_hold& base, std::string_view& stream) {
+  auto& hold = static_cast<flatsite_url_hold&>(base);
+  std::string_view rest = stream;
+  uint32_t version = 0;
+  quota file_quota;
+  std::string_view quota_bytes;
+  uint32_t counter = 0;
+  std::string directory;
+  if (!take_u32(rest, version) || version != 1) return false;
+  quota_bytes = rest;
+  if (!load_quota(rest, file_quota) || !take_u32(rest, counter) || !take_string(rest, directory) ||
+      directory != hold.directory) {
+    return false;
+  }
+  (void)load_quota(quota_bytes, hold.file_quota);  // read once already
+  hold.one_document_per_file = file_quota.has_page_limit != 0 && file_quota.page_limit == 1;
+  hold.counter = counter;
+  stream = rest;
+  return true;
+}
+
 void destroy_flatsite(url_hold* hold) { delete static_cast<flatsite_url_hold*>(hold); }
 
 constexpr url_hold_ops FLATSITE_URL_HOLD_OPS = {
     .obj_type = T_FLATSITE_URL_HOLD_OBJ,
     .destroy = destroy_flatsite,
     .store_document = store_document_flatsite,
+    .resume = resume_flatsite,
     .save = save_flatsite,
+    .load = load_flatsite,
 };
 
 // Null, after the report of a failed condition, for a store of another kind.

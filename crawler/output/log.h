@@ -41,5 +41,7 @@ void write_formatted_log(Log& log, uint32_t level, std::string_view fields, cons
 void flush_log(Log& log);
 // Appends the log's image: tag, and for a file log 1, path and append switch.
 void save_log(const Log& log, std::string& stream);
+// Cuts a log's image off the front of stream. False, and stream is left alone, for other bytes.
+[[nodiscard]] bool skip_log_image(std::string_view& stream);
 
 }  // namespace wk

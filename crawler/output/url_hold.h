@@ -41,8 +41,12 @@ struct url_hold_ops {
   void (*destroy)(url_hold* hold);  // frees the record, closes what it holds
   // 1 when stored. May be null: nothing is ever stored.
   int (*store_document)(url_hold& hold, const stored_document& document);
+  // Goes on behind what an earlier crawl stored. May be null: nothing to go on with.
+  void (*resume)(url_hold& hold);
   // Appends the kind's image behind the tag. May be null: the tag is all.
   void (*save)(const url_hold& hold, std::string& stream);
+  // Cuts what save has written off the front of stream. May be null together with save.
+  bool (*load)(url_hold& hold, std::string_view& stream);
 };
 
 struct url_hold {
@@ -64,6 +68,10 @@ using url_hold_ptr = std::unique_ptr<url_hold, destroy_url_hold>;
 void set_mb_quota_flatsite_url_hold(url_hold& hold, int32_t megabytes);
 void set_page_quota_flatsite_url_hold(url_hold& hold, int32_t pages);
 
+// Before the first document of a restored crawl: the next document goes behind those that are
+// there.
+void resume_url_hold(url_hold& hold);
+
 // 1 when stored; then one page and its length are counted in crawl_quota. The megabyte test and the
 // page test of crawl_quota come first.
 int store_document_url_hold(url_hold& hold, const stored_document& document, quota& crawl_quota);
@@ -71,5 +79,11 @@ int store_document_url_hold(url_hold& hold, const stored_document& document, quo
 // Empty for other kinds.
 [[nodiscard]] std::string get_directory_url_hold(const url_hold& hold);
 void save_url_hold(const url_hold& hold, std::string& stream);
+// Cuts a store's image off the front of stream and puts it into hold. False, and both are left
+// alone, for bytes that are no image of a store of hold's kind.
+[[nodiscard]] bool load_url_hold(std::string_view& stream, url_hold& hold);
+// Cuts the image of a store of any kind off the front of stream. False, and stream is left alone,
+// for other bytes.
+[[nodiscard]] bool skip_url_hold_image(std::string_view& stream);
 
 }  // namespace wk

@@ -4,8 +4,9 @@
 #include <thread>
 #include <vector>
 
+#include "crawler/core/checkpoint.h"
 #include "crawler/run/spider.h"
-#include "wkstd/text.h"
+#include "wkstd/clock.h"
 
 namespace wk {
 namespace {
@@ -22,12 +23,6 @@ void end_running(Crawler& crawler) {
   crawler.running = false;
 }
 
-void open_links(Crawler& crawler) {
-  if (crawler.links != nullptr || crawler.link_file_base.empty()) return;
-  crawler.links = open_link_file(crawler.link_file_base);
-  if (crawler.links == nullptr) crawler.link_file_base.clear();
-}
-
 // Caller holds the crawler's lock.
 void end_crawl(Crawler& crawler, std::string_view log_text, const char* output_text) {
   write_log(*crawler.log, LOG_WARNING, "s-comment", log_text);
@@ -37,24 +32,39 @@ void end_crawl(Crawler& crawler, std::string_view log_text, const char* output_t
   std::fflush(stdout);
 }
 
-void flush_outputs(Crawler& crawler) {
-  flush_log(*crawler.log);
-  if (crawler.status != nullptr) flush_status_file(*crawler.status);
+// Caller holds the crawler's lock. True when the crawl ends with this round.
+bool test_end(Crawler& crawler) {
+  if (crawler.forever_mode != 0) return false;
+  if (is_exceeded_quota(crawler.crawl_quota)) {
+    end_crawl(crawler, "Stopping crawl - Crawler's quota exceeded",
+              "stop the crawler because quota full!\n");
+    return true;
+  }
+  if (crawler.stop_when_empty && crawler.horizon->is_exhausted(*crawler.horizon)) {
+    end_crawl(crawler, "Stopping crawl - URL horizon empty",
+              "stop the crawler because horizon empty and no active threads!\n");
+    return true;
+  }
+  return false;
 }
 
-// One round under the crawler's lock: is the crawl over?
+// Caller holds the crawler's lock.
+void checkpoint_when_due(Crawler& crawler) {
+  const uint32_t now = get_wall_time_seconds();
+  if (crawler.checkpoint_interval_seconds == 0 || crawler.checkpoint_directory.empty() ||
+      now <= crawler.next_checkpoint_time) {
+    return;
+  }
+  std::string reason;
+  (void)write_checkpoint(crawler, crawler.checkpoint_directory, reason);  // told in the log
+  crawler.next_checkpoint_time = now + crawler.checkpoint_interval_seconds;
+}
+
+// One round under the crawler's lock.
 void run_round(Crawler& crawler) {
   const std::lock_guard<std::mutex> hold(crawler.gate.lock);
-  if (crawler.forever_mode == 0) {
-    if (is_exceeded_quota(crawler.crawl_quota)) {
-      end_crawl(crawler, "Stopping crawl - Crawler's quota exceeded",
-                "stop the crawler because quota full!\n");
-    } else if (crawler.stop_when_empty && crawler.horizon->is_exhausted(*crawler.horizon)) {
-      end_crawl(crawler, "Stopping crawl - URL horizon empty",
-                "stop the crawler because horizon empty and no active threads!\n");
-    }
-  }
-  flush_outputs(crawler);
+  if (!test_end(crawler)) checkpoint_when_due(crawler);
+  flush_outputs_crawler(crawler);
 }
 
 uint32_t get_round_time_ms(Crawler& crawler) {
@@ -67,7 +77,7 @@ uint32_t get_round_time_ms(Crawler& crawler) {
 void run_main_loop(Crawler& crawler) {
   const uint32_t nb_spiders = begin_running(crawler);
   if (nb_spiders == 0) return;
-  open_links(crawler);
+  open_links_crawler(crawler);
   write_log(*crawler.log, LOG_STATUS, "s-comment", "Crawler main loop started");
   {
     std::vector<std::jthread> spiders;
@@ -82,7 +92,7 @@ void run_main_loop(Crawler& crawler) {
     }
   }  // every spider is joined here
   write_log(*crawler.log, LOG_STATUS, "s-comment", "Crawler main loop ended");
-  flush_outputs(crawler);
+  flush_outputs_crawler(crawler);
   end_running(crawler);
 }
 

@@ -53,6 +53,11 @@ void write_status(spider& self) {
                     self.elapsed_seconds);
 }
 
+// A redirect is a way into a site like any link, and meets the same filter.
+bool may_follow_redirect(std::string_view url, void* context) {
+  return is_allowed_url_filter(static_cast<const spider*>(context)->crawler.filter, url);
+}
+
 step release_url(spider& self) {
   self.crawler.horizon->end_url(*self.crawler.horizon, self.url);
   return DONE;
@@ -221,6 +226,8 @@ void run_spider(Crawler& crawler, uint32_t number) {
               .links = {},
               .url = {},
               .scratch = {}};
+  self.fetcher->may_follow = may_follow_redirect;
+  self.fetcher->may_follow_context = &self;
   set_canonical_link_context(*self.link_context, crawler.canonical_urls);
   log_spider(self, "started");
   crawl_until_stopped(self);

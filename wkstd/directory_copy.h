@@ -1,0 +1,28 @@
+// Copying files between directories so that a power cut leaves the old files or the new ones,
+// whole.
+//
+// Everything answers false when the system refuses; errno says why. Sizes are in bytes.
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace wk {
+
+// Copies the named files of source into target, under the same names with ending behind them, and
+// makes each last.
+[[nodiscard]] bool copy_files_synced(const std::string& source, const std::string& target,
+                                     const std::vector<std::string>& names,
+                                     const std::string& ending = "");
+
+// Makes what was created, renamed or removed in a directory last.
+[[nodiscard]] bool sync_directory(const std::string& directory);
+
+// Exchanges two directories of one parent in one step and makes it last. EXDEV, EBUSY, EINVAL and
+// ENOSYS say that these directories, or their file system, know no such step.
+[[nodiscard]] bool exchange_directories(const std::string& a, const std::string& b);
+
+// The directory that path stands in: "." for a bare name.
+[[nodiscard]] std::string get_parent_directory(const std::string& path);
+
+}  // namespace wk
