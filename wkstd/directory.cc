@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdlib>
 #include <memory>
 
@@ -17,6 +18,12 @@ struct close_directory {
   void operator()(DIR* directory) const { ::closedir(directory); }
 };
 using directory_ptr = std::unique_ptr<DIR, close_directory>;
+
+// The next entry; null at the end, and when the system refuses: errno is 0 only at the end.
+const struct dirent* read_entry(DIR* entries) {
+  errno = 0;
+  return ::readdir(entries);
+}
 
 bool is_home_directory(const std::string& path) {
   const char* home = std::getenv("HOME");
@@ -55,12 +62,15 @@ bool list_files(const std::string& directory, std::vector<std::string>& names) {
   names.clear();
   const directory_ptr entries(::opendir(directory.c_str()));
   if (entries == nullptr) return false;
-  while (const struct dirent* entry = ::readdir(entries.get())) {
+  while (const struct dirent* entry = read_entry(entries.get())) {
     struct stat facts {};
-    if (::fstatat(::dirfd(entries.get()), entry->d_name, &facts, AT_SYMLINK_NOFOLLOW) != 0)
-      continue;
+    if (::fstatat(::dirfd(entries.get()), entry->d_name, &facts, AT_SYMLINK_NOFOLLOW) != 0) {
+      if (errno == ENOENT) continue;  // removed meanwhile
+      return false;
+    }
     if (S_ISREG(facts.st_mode)) names.emplace_back(entry->d_name);
   }
+  if (errno != 0) return false;
   std::sort(names.begin(), names.end());
   return true;
 }
@@ -69,10 +79,11 @@ bool list_entries(const std::string& directory, std::vector<std::string>& names)
   names.clear();
   const directory_ptr entries(::opendir(directory.c_str()));
   if (entries == nullptr) return false;
-  while (const struct dirent* entry = ::readdir(entries.get())) {
+  while (const struct dirent* entry = read_entry(entries.get())) {
     const std::string name = entry->d_name;
     if (name != "." && name != "..") names.push_back(name);
   }
+  if (errno != 0) return false;
   std::sort(names.begin(), names.end());
   return true;
 }

@@ -12,7 +12,7 @@
 namespace wk {
 namespace {
 
-constexpr size_t COPY_BYTES = 256 * 1024;
+constexpr size_t COPY_BYTES = 262'144;
 
 bool copy_bytes(int source, output_file& target) {
   std::string buffer(COPY_BYTES, '\0');
@@ -25,11 +25,13 @@ bool copy_bytes(int source, output_file& target) {
   }
 }
 
-bool copy_file_synced(const std::string& source, const std::string& target) {
+// end gives the target's last bytes to the system.
+bool copy_file_to_end(const std::string& source, const std::string& target,
+                      bool (*end)(output_file& file)) {
   const int from = ::open(source.c_str(), O_RDONLY | O_CLOEXEC);
   if (from < 0) return false;
   output_file_ptr to = open_output_file(target, FILE_TRUNCATE);
-  bool copied = to != nullptr && copy_bytes(from, *to) && sync_output_file(*to);
+  bool copied = to != nullptr && copy_bytes(from, *to) && end(*to);
   int refusal = errno;
   if (to != nullptr && !finish_output_file(to) && copied) {
     copied = false;
@@ -42,10 +44,16 @@ bool copy_file_synced(const std::string& source, const std::string& target) {
 
 }  // namespace
 
+bool copy_file(const std::string& source, const std::string& target) {
+  return copy_file_to_end(source, target, flush_output_file);
+}
+
 bool copy_files_synced(const std::string& source, const std::string& target,
                        const std::vector<std::string>& names, const std::string& ending) {
   for (const std::string& name : names) {
-    if (!copy_file_synced(source + "/" + name, target + "/" + name + ending)) return false;
+    if (!copy_file_to_end(source + "/" + name, target + "/" + name + ending, sync_output_file)) {
+      return false;
+    }
   }
   return sync_directory(target);
 }
@@ -62,8 +70,15 @@ bool sync_directory(const std::string& directory) {
 }
 
 bool exchange_directories(const std::string& a, const std::string& b) {
-  if (::renameat2(AT_FDCWD, a.c_str(), AT_FDCWD, b.c_str(), RENAME_EXCHANGE) != 0) return false;
-  return sync_directory(get_parent_directory(a));
+  const auto exchange = [&a, &b] {
+    return ::renameat2(AT_FDCWD, a.c_str(), AT_FDCWD, b.c_str(), RENAME_EXCHANGE) == 0;
+  };
+  if (!exchange()) return false;
+  if (sync_directory(get_parent_directory(a))) return true;
+  const int refusal = errno;
+  exchange();  // what may not last is taken back; there is no more to do when that is refused too
+  errno = refusal;
+  return false;
 }
 
 std::string get_parent_directory(const std::string& path) {

@@ -67,6 +67,18 @@ bool rebuild_filter(disk_cache& cache) {
   return !reader->failed;
 }
 
+// The file does not say of how many bits it is. A filter of nearly as many has as many words, and
+// would take known URLs for new ones.
+bool covers_disk_cache(const disk_cache& cache) {
+  if (cache.count == 0) return true;
+  const line_reader_ptr reader = open_line_reader(cache.path);
+  std::string_view line;
+  while (reader != nullptr && read_line(*reader, line)) {
+    if (!line.empty() && !may_hold_bit_filter(cache.filter, line)) return false;
+  }
+  return reader != nullptr && !reader->failed;
+}
+
 }  // namespace
 
 void init_disk_cache(disk_cache& cache, const std::string& directory, uint32_t nb_bits) {
@@ -126,7 +138,7 @@ bool load_filter_disk_cache(disk_cache& cache) {
   const bool fits =
       read_whole_file(cache.filter_path, whole_size, bytes) && read_filter(cache, bytes);
   bytes = {};
-  if (!fits && !rebuild_filter(cache)) return false;
+  if (!(fits && covers_disk_cache(cache)) && !rebuild_filter(cache)) return false;
   return ::unlink(cache.filter_path.c_str()) == 0;
 }
 

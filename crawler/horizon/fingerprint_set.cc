@@ -1,6 +1,7 @@
 #include "crawler/horizon/fingerprint_set.h"
 
 #include <algorithm>
+#include <bit>
 #include <utility>
 
 namespace wk {
@@ -43,6 +44,11 @@ void start_generation(fingerprint_set& set) {
 
 }  // namespace
 
+size_t count_slots_fingerprint_set(size_t nb_bytes) {
+  const size_t nb_slots = std::bit_floor(nb_bytes / (2 * sizeof(url_fingerprint)));
+  return nb_slots < MIN_SLOTS ? 0 : nb_slots;
+}
+
 void clear_fingerprint_set(fingerprint_set& set) {
   set.young = {};
   set.old = {};
@@ -50,6 +56,10 @@ void clear_fingerprint_set(fingerprint_set& set) {
 }
 
 void add_fingerprint_set(fingerprint_set& set, const url_fingerprint& print) {
+  if (set.max_slots == 0) {
+    set.is_complete = false;
+    return;
+  }
   if (holds(set.young, print)) return;
   if (is_crowded(set.young)) {
     if (set.young.slots.size() < set.max_slots) {

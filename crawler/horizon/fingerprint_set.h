@@ -23,12 +23,14 @@ struct fingerprint_table {
 };
 
 struct fingerprint_set {
-  size_t max_slots = size_t{1} << 21;  // of one generation; a power of two
+  size_t max_slots = size_t{1} << 21;  // of one generation; a power of two, or 0 to remember none
   fingerprint_table young;
   fingerprint_table old;
   bool is_complete = true;  // nothing was forgotten since it was last cleared
 };
 
+// The slots of one generation when the two take at most nb_bytes; 0 when that is too little.
+[[nodiscard]] size_t count_slots_fingerprint_set(size_t nb_bytes);
 void clear_fingerprint_set(fingerprint_set& set);
 void add_fingerprint_set(fingerprint_set& set, const url_fingerprint& print);
 [[nodiscard]] bool find_fingerprint_set(fingerprint_set& set, const url_fingerprint& print);

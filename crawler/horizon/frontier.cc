@@ -197,6 +197,7 @@ std::unique_ptr<horizon> build_horizon(const horizon_settings& settings) {
 
   init_url_cache(self->cache, self->directory,
                  take_default_if_zero(settings.disk_cache_size, defaults.disk_cache_size));
+  self->cache.settled.max_slots = count_slots_fingerprint_set(settings.url_memory_bytes);
   return self;
 }
 

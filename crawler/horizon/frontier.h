@@ -68,9 +68,12 @@ struct horizon_settings {
   uint32_t nb_queues = 100;
   uint32_t queue_buffer_size = 1'000;      // URLs in each of a queue's two buffers
   uint32_t disk_cache_size = 100'000'000;  // bits of the filter before the disk cache
-  uint32_t interval_seconds = 0;           // between two URLs of one queue
-  uint32_t nb_hosts_expected = 0;          // sizes the table of exhausted hosts
-  uint64_t (*get_time_us)() = nullptr;     // wall clock, µs since 1970; null: the system's
+  // Bytes for the memory of known URLs, at most; without it (0) each link to a URL on disk has to
+  // be merged.
+  uint32_t url_memory_bytes = 64U << 20;
+  uint32_t interval_seconds = 0;        // between two URLs of one queue
+  uint32_t nb_hosts_expected = 0;       // sizes the table of exhausted hosts
+  uint64_t (*get_time_us)() = nullptr;  // wall clock, µs since 1970; null: the system's
 };
 
 struct destroy_frontier {

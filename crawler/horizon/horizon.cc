@@ -46,6 +46,11 @@ std::unique_lock<std::mutex> lock_horizon(horizon& self) {
   return std::unique_lock<std::mutex>(self.lock);
 }
 
+url_cache_counts get_counts_horizon(horizon& self) {
+  const std::lock_guard<std::mutex> hold(self.lock);
+  return self.cache.counts;
+}
+
 horizon_status save_horizon(horizon& self) {
   const bool queues_saved = save_queues_and_pending(self);
   if (save_url_cache(self.cache) && queues_saved) return HORIZON_OK;

@@ -46,6 +46,8 @@ struct horizon {
 
 [[nodiscard]] std::unique_lock<std::mutex> lock_horizon(horizon& self);
 
+[[nodiscard]] url_cache_counts get_counts_horizon(horizon& self);  // takes the lock
+
 // Both: the caller holds the lock.
 //
 // After a save the files of the directory hold every URL that was accepted and not ended. With

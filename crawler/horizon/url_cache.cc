@@ -42,6 +42,7 @@ void list_unknown(url_cache& cache, std::string_view url, const url_fingerprint&
                   nfrontier& frontier) {
   if (!append_url_list(cache.unknown, url)) return;
   add_fingerprint_set(cache.settled, print);
+  ++cache.counts.nb_doubtful;
   if (cache.unknown.count >= cache.unknown.empty_at) merge_unknown_url_cache(cache, frontier);
 }
 
@@ -52,7 +53,8 @@ void list_known(url_cache& cache, std::string_view url, const url_fingerprint& p
   push_nfrontier(frontier, url);
   if (cache.known.count < cache.known.empty_at) return;
   merge_outcome outcome;
-  (void)empty_into_disk_cache(cache, cache.known, outcome);  // refused: asked again later
+  // Refused: asked again later.
+  if (empty_into_disk_cache(cache, cache.known, outcome)) ++cache.counts.nb_flushes;
 }
 
 }  // namespace
@@ -67,6 +69,7 @@ void init_url_cache(url_cache& cache, const std::string& directory, uint32_t dis
 
 void add_url_cache(url_cache& cache, std::string_view url, const url_fingerprint& print,
                    nfrontier& frontier) {
+  ++cache.counts.nb_added;
   if (find_fingerprint_set(cache.settled, print)) return;
   // While the memory is complete, what it does not hold is on no list either.
   if (!cache.settled.is_complete &&
@@ -83,6 +86,7 @@ bool merge_unknown_url_cache(url_cache& cache, nfrontier& frontier) {
   if (cache.unknown.count == 0) return true;
   merge_outcome outcome;
   if (!empty_into_disk_cache(cache, cache.unknown, outcome)) return false;
+  ++cache.counts.nb_merges;
   push_lines(frontier, outcome.entered);
   remember_lines(cache, outcome.entered);
   remember_lines(cache, outcome.known);

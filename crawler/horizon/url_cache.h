@@ -28,6 +28,14 @@
 
 namespace wk {
 
+// What happened since the horizon was made; a clear leaves them.
+struct url_cache_counts {
+  uint64_t nb_added = 0;     // URLs given to add, known or not
+  uint64_t nb_doubtful = 0;  // of these, listed as doubtful
+  uint64_t nb_flushes = 0;   // of the known list into the disk cache
+  uint64_t nb_merges = 0;    // of the doubtful list with the disk cache
+};
+
 struct url_cache {
   std::string directory;
   url_list known;      // ndue_cache.txt
@@ -35,6 +43,7 @@ struct url_cache {
   url_list unknown;    // ndue_unknown.txt
   fingerprint_key key;
   fingerprint_set settled;  // known, or listed as doubtful
+  url_cache_counts counts;
 };
 
 void init_url_cache(url_cache& cache, const std::string& directory, uint32_t disk_cache_size);

@@ -23,15 +23,19 @@ void redirect(const std::string& path, int handle) {
   ::close(file);
 }
 
+void set_limit(int resource, uint64_t value) {
+  if (value == 0) return;
+  const struct rlimit limit = {value, value};
+  ::setrlimit(static_cast<__rlimit_resource>(resource), &limit);
+}
+
 [[noreturn]] void become_program(const program_setup& setup, const running_program& program) {
   redirect(program.output_path, STDOUT_FILENO);
   redirect(program.errors_path, STDERR_FILENO);
   for (const auto& [name, value] : setup.environment) ::setenv(name.c_str(), value.c_str(), 1);
   if (!setup.directory.empty() && ::chdir(setup.directory.c_str()) != 0) ::_exit(126);
-  if (setup.max_file_bytes != 0) {
-    const struct rlimit limit { setup.max_file_bytes, setup.max_file_bytes };
-    ::setrlimit(RLIMIT_FSIZE, &limit);
-  }
+  set_limit(RLIMIT_FSIZE, setup.max_file_bytes);
+  set_limit(RLIMIT_NOFILE, setup.max_open_files);
   std::vector<char*> arguments;
   for (const std::string& argument : setup.arguments) {
     arguments.push_back(const_cast<char*>(argument.c_str()));

@@ -14,6 +14,7 @@ struct program_setup {
   std::vector<std::string> arguments;  // the program's path first
   std::string directory = {};          // working directory; empty: the test's own
   std::vector<std::pair<std::string, std::string>> environment = {};  // added to the test's own
+  uint64_t max_open_files = 0;  // handles that it may have open at once; 0: no limit
   uint64_t max_file_bytes = 0;  // no file may grow beyond it; 0: no limit
 };
 

@@ -65,6 +65,7 @@ running_program start_crawl(const crawl_place& place, const crawl_setup& setup) 
   program.arguments.insert(program.arguments.end(), setup.options.begin(), setup.options.end());
   program.directory = place.directory.path;
   program.environment = setup.environment;
+  program.max_open_files = setup.max_open_files;
   program.max_file_bytes = setup.max_file_bytes;
   return start_program(program, place.directory.path);
 }
@@ -76,15 +77,7 @@ crawl_result read_crawl(const crawl_place& place, program_result program) {
   result.log = read_test_file(base + "/log");
   result.status = read_test_file(base + "/status");
   result.links = read_test_file(base + "/links.1");
-  std::vector<std::string> store_files;
-  for (const auto& entry : std::filesystem::directory_iterator(base + "/store")) {
-    store_files.push_back(entry.path().string());
-  }
-  std::sort(store_files.begin(), store_files.end(),
-            [](const auto& a, const auto& b) { return get_file_number(a) < get_file_number(b); });
-  for (const std::string& path : store_files) {
-    read_flatsite_documents(read_test_file(path), result.documents);
-  }
+  read_store_documents(base + "/store", result.documents);
   for (const auto& entry : std::filesystem::directory_iterator(base + "/temp")) {
     result.temp_files.push_back(entry.path().filename().string());
   }
@@ -124,6 +117,18 @@ void read_flatsite_documents(std::string_view bytes, std::vector<crawl_document>
     documents.push_back(
         {std::string(url), std::string(type), std::string(bytes.substr(0, nb_bytes))});
     bytes.remove_prefix(nb_bytes + END.size());
+  }
+}
+
+void read_store_documents(const std::string& directory, std::vector<crawl_document>& documents) {
+  std::vector<std::string> store_files;
+  for (const auto& entry : std::filesystem::directory_iterator(directory)) {
+    store_files.push_back(entry.path().string());
+  }
+  std::sort(store_files.begin(), store_files.end(),
+            [](const auto& a, const auto& b) { return get_file_number(a) < get_file_number(b); });
+  for (const std::string& path : store_files) {
+    read_flatsite_documents(read_test_file(path), documents);
   }
 }
 

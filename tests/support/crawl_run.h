@@ -28,6 +28,7 @@ struct crawl_setup {
   crawl_profile profile;
   std::vector<std::string> options;  // behind -conf and its path
   std::vector<std::pair<std::string, std::string>> environment;
+  uint64_t max_open_files = 0;
   uint64_t max_file_bytes = 0;
 };
 
@@ -60,6 +61,8 @@ struct crawl_result {
 // The documents of one store file's bytes; a record that does not follow the format ends the test
 // program with a message.
 void read_flatsite_documents(std::string_view bytes, std::vector<crawl_document>& documents);
+// The documents of all store files in directory, in order of their numbers.
+void read_store_documents(const std::string& directory, std::vector<crawl_document>& documents);
 [[nodiscard]] std::string get_zcrawler_path();
 
 }  // namespace wk

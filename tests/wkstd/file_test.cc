@@ -1,31 +1,18 @@
 #include "wkstd/file.h"
 
 #include <gtest/gtest.h>
-#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <csignal>
 #include <cstdlib>
 #include <string>
 
+#include "tests/support/full_disk.h"
 #include "tests/support/temp_directory.h"
 #include "wkstd/directory.h"
 
 namespace wk {
 namespace {
-
-// No file may grow beyond so many bytes while the record lives.
-struct full_disk {
-  struct rlimit before {};
-  explicit full_disk(rlim_t max_bytes) {
-    ::signal(SIGXFSZ, SIG_IGN);
-    ::getrlimit(RLIMIT_FSIZE, &before);
-    const struct rlimit limit { max_bytes, before.rlim_max };
-    ::setrlimit(RLIMIT_FSIZE, &limit);
-  }
-  ~full_disk() { ::setrlimit(RLIMIT_FSIZE, &before); }
-};
 
 TEST(output_file, keeps_what_was_there_only_when_appending) {
   const temp_directory directory;

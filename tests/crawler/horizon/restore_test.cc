@@ -113,7 +113,7 @@ TEST(save, says_when_the_disk_refuses) {
   for (uint32_t n = 0; n < 20; ++n) add(h, build_url(n));
   testing::internal::CaptureStderr();
   for (const uint64_t max_bytes : {0, 60, 400, 4'096}) {
-    const file_size_limit full_disk(max_bytes);
+    const full_disk disk(max_bytes);
     EXPECT_EQ(save(h), HORIZON_IO_ERROR) << max_bytes;
   }
   EXPECT_NE(testing::internal::GetCapturedStderr().find("can't be written\n"), std::string::npos);
@@ -171,7 +171,8 @@ TEST(restore, takes_up_a_list_whose_last_line_has_no_end) {
   h.settings.disk_cache_size = 1;  // with something on disk every URL is doubtful
   create_test_horizon(h);
   write_test_file(h.directory.path + "/ndue_disk_cache.txt", "http://a/1\n");
-  write_test_file(h.directory.path + "/ndue_unknown.txt", "http://a/1\nhttp://a/2");
+  write_test_file(h.directory.path + "/ndue_unknown.txt",
+                  "http://a/1\nhttp://a/2\nhttp://a/1\nhttp://a/2");
   testing::internal::CaptureStderr();
   EXPECT_EQ(restore(h), HORIZON_OK);
   EXPECT_EQ(testing::internal::GetCapturedStderr(), "The ndue_mhash.txt can't be open to read!\n");
@@ -181,9 +182,13 @@ TEST(restore, takes_up_a_list_whose_last_line_has_no_end) {
 
 TEST(restore, knows_what_was_known_whatever_became_of_the_filter) {
   const std::tuple<const char*, uint32_t, const char*> cases[] = {
-      {"as it was", 100'000, nullptr}, {"another size", 50'000, nullptr},
-      {"missing", 100'000, "missing"}, {"cut", 100'000, "\1\0\0\0 and too short"},
+      {"as it was", 100'000, nullptr},
+      {"another size", 50'000, nullptr},
+      {"another size in as many words", 100'003, nullptr},
+      {"missing", 100'000, "missing"},
+      {"cut", 100'000, "\1\0\0\0 and too short"},
       {"empty", 100'000, ""},
+      {"of nothing", 100'000, nullptr},
   };
   test_horizon h;
   h.settings.disk_cache_size = 100'000;
@@ -201,6 +206,7 @@ TEST(restore, knows_what_was_known_whatever_became_of_the_filter) {
     ASSERT_EQ(std::filesystem::file_size(path), 4 + 4 * (100'000 / 16 + 1));
     if (filter != nullptr) write_test_file(path, filter);
     if (std::string(name) == "missing") std::filesystem::remove(path);
+    if (std::string(name) == "of nothing") write_test_file(path, std::string(25'008, '\0'));
     testing::internal::CaptureStderr();
     EXPECT_EQ(restore(second), HORIZON_OK);
     EXPECT_EQ(testing::internal::GetCapturedStderr(),

@@ -1,16 +1,14 @@
 // A horizon in a directory of its own, with a clock that stands until a test moves it.
 #pragma once
 
-#include <sys/resource.h>
-
 #include <atomic>
-#include <csignal>
 #include <cstdint>
 #include <string>
 #include <vector>
 
 #include "crawler/horizon/frontier.h"
 #include "crawler/horizon/horizon.h"
+#include "tests/support/full_disk.h"
 #include "tests/support/temp_directory.h"
 
 namespace wk {
@@ -70,20 +68,5 @@ inline horizon_status restore(test_horizon& h) {
 inline std::string build_url(uint32_t n) {
   return "http://h" + std::to_string(n % 7) + ".example/page/" + std::to_string(n);
 }
-
-// While it lives no file can grow beyond max_bytes: a full disk, as far as a writer can tell.
-struct file_size_limit {
-  struct rlimit before {};
-
-  explicit file_size_limit(uint64_t max_bytes) {
-    std::signal(SIGXFSZ, SIG_IGN);
-    ::getrlimit(RLIMIT_FSIZE, &before);
-    const struct rlimit limit { max_bytes, before.rlim_max };
-    ::setrlimit(RLIMIT_FSIZE, &limit);
-  }
-  ~file_size_limit() { ::setrlimit(RLIMIT_FSIZE, &before); }
-  file_size_limit(const file_size_limit&) = delete;
-  file_size_limit& operator=(const file_size_limit&) = delete;
-};
 
 }  // namespace wk

@@ -83,7 +83,7 @@ TEST(url_queue, keeps_in_memory_what_the_disk_refuses) {
   make_queue(q, 3);
   testing::internal::CaptureStderr();
   {
-    const file_size_limit full_disk(5);
+    const full_disk disk(5);
     push(q, 1, 20);
   }
   EXPECT_EQ(count_files(q), 0u);

@@ -9,7 +9,7 @@
 #include <thread>
 #include <vector>
 
-#include "tests/crawler/output/full_disk.h"
+#include "tests/support/full_disk.h"
 #include "tests/support/temp_directory.h"
 
 namespace wk {

@@ -8,8 +8,8 @@
 #include <thread>
 #include <vector>
 
-#include "tests/crawler/output/full_disk.h"
 #include "tests/crawler/output/log_without_times.h"
+#include "tests/support/full_disk.h"
 #include "tests/support/temp_directory.h"
 #include "wkstd/clock.h"
 #include "wkstd/directory.h"
