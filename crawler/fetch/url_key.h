@@ -2,6 +2,7 @@
 // without a scheme before it and a path behind it ("http://host.test", ".host.test/shop").
 #pragma once
 
+#include <string>
 #include <string_view>
 
 #include "crawler/url/url_address.h"
@@ -16,5 +17,9 @@ namespace wk {
 // without regard to case; its path, query included, is how the target's path begins. A leading "."
 // of the host means nothing. An empty key fits nothing.
 [[nodiscard]] bool does_url_key_fit(std::string_view key, const url_address& target);
+
+// Where to look for keys that may fit: the key's host in lower case, then its path. A target that
+// the key fits has this text in its own, from the beginning of a label of its host on.
+[[nodiscard]] std::string build_url_key_text(std::string_view key);
 
 }  // namespace wk
