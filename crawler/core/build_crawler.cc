@@ -91,17 +91,6 @@ log_ptr build_log(const CrawlerConfig& config) {
   return log;
 }
 
-url_hold_ptr build_store(const CrawlerConfig& config, Log& log) {
-  if (config.store_name.empty()) {
-    write_log(log, LOG_ERROR, "s-comment", "No store - creating /dev/null store instead\n");
-    return create_null_url_hold();
-  }
-  url_hold_ptr store = create_flatsite_url_hold(config.store_name, &log);
-  if (config.store_mbytes > 0) set_mb_quota_flatsite_url_hold(*store, config.store_mbytes);
-  if (config.store_files > 0) set_page_quota_flatsite_url_hold(*store, config.store_files);
-  return store;
-}
-
 // The patterns of one list that don't compile are counted in the log; the others are used.
 struct filter_list {
   const std::vector<std::string>& entries;
@@ -130,30 +119,63 @@ void set_up_filter(Crawler& crawler, const CrawlerConfig& config) {
   }
 }
 
+void set_up_robots(Crawler& crawler, const CrawlerConfig& config) {
+  crawler.robots = create_robots_cache(crawler.fetch);
+  crawler.robots->honor = config.honor_robots ? 1 : 0;
+}
+
+void set_up_cookies(Crawler& crawler, const CrawlerConfig& config) {
+  crawler.cookies.store.strict_safety = config.strict_safety;
+  for (const config_cookie& cookie : config.cookies) {
+    cookie_jar_add(crawler.cookies, cookie.domain, cookie.path, COOKIE_NEVER_EXPIRES, cookie.name,
+                   cookie.data);
+  }
+}
+
+void set_up_substitutions(Crawler& crawler, const CrawlerConfig& config) {
+  if (config.substitutions.empty()) return;
+  crawler.substitutions = create_pattern_substitutions();
+  for (const config_substitution& pair : config.substitutions) {
+    std::string fault;
+    if (add_pattern_substitution(*crawler.substitutions, pair.source, pair.target, fault)) continue;
+    print_message(format_text("The URL substitution of '%s' by '%s' is left out: %s\n",
+                              pair.source.c_str(), pair.target.c_str(), fault.c_str()));
+  }
+}
+
+// The URL as it enters the horizon; one that can't is said and left out.
+std::string add_seed(Crawler& crawler, const std::string& url) {
+  std::string seed = url;
+  if (crawler.canonical_urls) canonicalize_url(seed);
+  if (crawler.horizon->add_url(*crawler.horizon, seed) == 0) {
+    print_message(
+        format_text("The seed URL '%s' can't be crawled; it is left out.\n", url.c_str()));
+  }
+  return seed;
+}
+
 void add_seeds(Crawler& crawler, const CrawlerConfig& config) {
   init_page_allowance(crawler.allowance, config.seed_urls.size());
   for (const auto& [host_hash, limit] : config.site_page_limits) {
     set_site_limit_page_allowance(crawler.allowance, host_hash, static_cast<uint32_t>(limit));
   }
-  std::string seed;
   for (size_t i = 0; i < config.seed_urls.size(); ++i) {
-    seed = config.seed_urls[i];
-    if (crawler.canonical_urls) canonicalize_url(seed);
-    if (crawler.horizon->add_url(*crawler.horizon, seed) == 0) {
-      print_message(format_text("The seed URL '%s' can't be crawled; it is left out.\n",
-                                config.seed_urls[i].c_str()));
-    }
+    const std::string seed = add_seed(crawler, config.seed_urls[i]);
     const bool limited = !config.is_rss && i < config.max_guest_pages.size();
     add_seed_page_allowance(
         crawler.allowance, seed,
         static_cast<uint32_t>(limited ? config.max_guest_pages[i] : NO_GUEST_PAGE_LIMIT));
+  }
+  if (!config.portal_list_url.empty()) {
+    crawler.portal_list_url = add_seed(crawler, config.portal_list_url);
   }
 }
 
 void set_up_checkpoint(Crawler& crawler, const CrawlerConfig& config) {
   if (config.checkpoint_directory.empty()) return;
   crawler.checkpoint_interval_seconds = static_cast<uint32_t>(config.checkpoint_interval_seconds);
-  if (!is_directory(config.checkpoint_directory)) {
+  if (!is_directory(config.checkpoint_directory) ||
+      is_precious_directory(config.checkpoint_directory)) {
     report_fatal_error("The directory configured for checkpoint is not valid.\n");
   }
   crawler.checkpoint_directory = config.checkpoint_directory;
@@ -163,6 +185,19 @@ void set_up_checkpoint(Crawler& crawler, const CrawlerConfig& config) {
 }
 
 }  // namespace
+
+url_hold_ptr build_store(const config_values& config, Log* log) {
+  if (config.store_name.empty()) {
+    if (log != nullptr) {
+      write_log(*log, LOG_ERROR, "s-comment", "No store - creating /dev/null store instead\n");
+    }
+    return create_null_url_hold();
+  }
+  url_hold_ptr store = create_flatsite_url_hold(config.store_name, log);
+  if (config.store_mbytes > 0) set_mb_quota_flatsite_url_hold(*store, config.store_mbytes);
+  if (config.store_files > 0) set_page_quota_flatsite_url_hold(*store, config.store_files);
+  return store;
+}
 
 crawler_ptr build_crawler(CrawlerConfig& config) {
   auto crawler = std::make_unique<Crawler>();
@@ -179,9 +214,12 @@ crawler_ptr build_crawler(CrawlerConfig& config) {
   }
   set_up_fetching(*crawler, config);
   crawler->log = build_log(config);
-  crawler->store = build_store(config, *crawler->log);
+  crawler->store = build_store(config, crawler->log.get());
   crawler->fetch.user_agent = config.user_agent;
+  set_up_robots(*crawler, config);
   set_up_filter(*crawler, config);
+  set_up_cookies(*crawler, config);
+  set_up_substitutions(*crawler, config);
   for (const config_credential& credential : config.credentials) {
     add_credential_fetch_settings(crawler->fetch, credential.site, credential.user,
                                   credential.password);

@@ -6,6 +6,8 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
+#include <cstdlib>
+#include <memory>
 #include <vector>
 
 #include "crawler/horizon/horizon.h"
@@ -37,6 +39,7 @@ bool holds_only_checkpoint(const std::string& directory) {
 // Empty when directory may take a checkpoint, else why not.
 std::string find_target_fault(const Crawler& crawler, const std::string& directory) {
   if (!is_directory(directory)) return "it is not a directory";
+  if (is_precious_directory(directory)) return "it is the root, home or working directory";
   if (is_same_directory(directory, crawler.temp_directory)) {
     return "it is the directory for temporary data";
   }
@@ -51,16 +54,34 @@ bool list_horizon_files(const std::string& directory, std::vector<std::string>& 
   return true;
 }
 
+// Leaves a symbolic link, and what it leads to, alone.
 void remove_checkpoint_directory(const std::string& directory) {
-  if (!is_directory(directory) || !holds_only_checkpoint(directory)) return;
+  struct stat facts {};
+  if (::lstat(directory.c_str(), &facts) != 0 || !S_ISDIR(facts.st_mode)) return;
+  if (!holds_only_checkpoint(directory)) return;
   empty_directory(directory);
   ::rmdir(directory.c_str());
 }
 
-// What an interrupted checkpoint left beside the directory is no use to anybody.
-bool make_new_directory(const std::string& directory) {
-  remove_checkpoint_directory(directory);
-  return ::mkdir(directory.c_str(), 0700) == 0;
+// Makes beside, which is to take target's place, with target's access rights. What an interrupted
+// checkpoint left there is no use to anybody; what belongs to this crawl or its user stays.
+bool make_new_directory(const Crawler& crawler, const std::string& target,
+                        const std::string& beside) {
+  if (is_same_directory(beside, crawler.temp_directory) ||
+      is_same_directory(beside, crawler.store_directory) || is_precious_directory(beside)) {
+    return false;
+  }
+  remove_checkpoint_directory(beside);
+  struct stat facts {};
+  return ::stat(target.c_str(), &facts) == 0 && ::mkdir(beside.c_str(), 0700) == 0 &&
+         ::chmod(beside.c_str(), facts.st_mode & 07777) == 0;
+}
+
+// The directory itself where path leads to it by a symbolic link, which then stays.
+std::string resolve_path(const std::string& path) {
+  const std::unique_ptr<char, void (*)(void*)> resolved(::realpath(path.c_str(), nullptr),
+                                                        std::free);
+  return resolved != nullptr ? std::string(resolved.get()) : path;
 }
 
 bool rename_parts(const std::string& directory, const std::vector<std::string>& names) {
@@ -95,10 +116,11 @@ bool write_in_place(const std::string& source, const std::vector<std::string>& n
          sync_directory(directory);
 }
 
-// What an exchange answers where directories can't be exchanged at all: mount points, and file
-// systems that don't know how.
+// What an exchange answers where directories can't be exchanged at all: mount points, directories
+// of another user, and file systems that don't know how.
 bool is_exchange_impossible(int refusal) {
-  return refusal == EXDEV || refusal == EBUSY || refusal == EINVAL || refusal == ENOSYS;
+  return refusal == EXDEV || refusal == EBUSY || refusal == EINVAL || refusal == ENOSYS ||
+         refusal == EPERM || refusal == EACCES;
 }
 
 bool write_beside(const std::string& source, const std::vector<std::string>& names,
@@ -118,9 +140,9 @@ bool write_beside(const std::string& source, const std::vector<std::string>& nam
 bool copy_horizon(const Crawler& crawler, const std::string& directory) {
   std::vector<std::string> names;
   if (!list_horizon_files(crawler.temp_directory, names)) return false;
-  const std::string target = directory.substr(0, directory.find_last_not_of('/') + 1);
+  const std::string target = resolve_path(directory);
   const std::string beside = target + ".new";
-  if (make_new_directory(beside)) {
+  if (make_new_directory(crawler, target, beside)) {
     return write_beside(crawler.temp_directory, names, target, beside);
   }
   return write_in_place(crawler.temp_directory, names, target);
@@ -139,11 +161,28 @@ checkpoint_status report_checkpoint(Crawler& crawler, const std::string& directo
   return status;
 }
 
+// Copies what can be read; a file that can't is left out, for half of it would end in half a URL.
+// False, and errno says why, when something is missing.
 bool copy_back(const std::string& checkpoint, const std::string& temp_directory) {
   if (checkpoint.empty()) return true;
   std::vector<std::string> names;
-  return list_horizon_files(checkpoint, names) &&
-         copy_files_synced(checkpoint, temp_directory, names);
+  if (!list_horizon_files(checkpoint, names)) return false;
+  int refusal = 0;
+  for (const std::string& name : names) {
+    const std::string target = temp_directory + "/" + name;
+    if (copy_file(checkpoint + "/" + name, target)) continue;
+    refusal = errno;
+    ::unlink(target.c_str());
+  }
+  errno = refusal;
+  return refusal == 0;
+}
+
+// A checkpoint is not to know more than what lies beside it.
+void flush_for_checkpoint(Crawler& crawler) {
+  flush_outputs_crawler(crawler);
+  if (crawler.links == nullptr || flush_link_file(*crawler.links)) return;
+  write_log(*crawler.log, LOG_ERROR, "s-comment", "Couldn't flush the link file\n");
 }
 
 }  // namespace
@@ -152,7 +191,7 @@ checkpoint_status write_checkpoint(Crawler& crawler, const std::string& director
                                    std::string& reason) {
   reason = find_target_fault(crawler, directory);
   if (!reason.empty()) return report_checkpoint(crawler, directory, CHECKPOINT_REFUSED, reason);
-  flush_outputs_crawler(crawler);
+  flush_for_checkpoint(crawler);
   horizon& urls = *crawler.horizon->self;
   const std::unique_lock<std::mutex> hold = lock_horizon(urls);
   errno = 0;

@@ -14,7 +14,9 @@
 #include "crawler/config/crawler_config.h"
 #include "crawler/content/digest_table.h"
 #include "crawler/core/page_allowance.h"
+#include "crawler/fetch/cookie_jar.h"
 #include "crawler/fetch/fetch_settings.h"
+#include "crawler/fetch/robots_cache.h"
 #include "crawler/horizon/frontier.h"
 #include "crawler/output/link_file.h"
 #include "crawler/output/log.h"
@@ -22,6 +24,7 @@
 #include "crawler/output/status_file.h"
 #include "crawler/output/url_hold.h"
 #include "crawler/url/url_filter.h"
+#include "wkfs/pattern_substitution.h"
 #include "wkstd/stop_gate.h"
 
 namespace wk {
@@ -38,7 +41,10 @@ struct Crawler {
   digest_table_ptr digests;
   status_file_ptr status;  // null: none
   fetch_settings fetch;
+  cookie_jar cookies;
+  robots_cache_ptr robots;  // reads the fetch settings
   url_filter filter;
+  pattern_substitutions_ptr substitutions;  // of links; null: none
   quota crawl_quota;
   page_allowance allowance;
   bool waits_for_hosts = true;  // spiders keep to the host's allowed time
@@ -46,6 +52,7 @@ struct Crawler {
   bool follows_links = true;  // hyperlink extraction is on
   uint32_t parse_javascript_flash = 0;
   uint32_t forever_mode = 0;
+  std::string portal_list_url;  // its links are followed whatever follows_links says
   std::string store_directory;
   std::string temp_directory;
   config_values profile;  // what it was built from

@@ -91,6 +91,13 @@ void adjust_profile(const image_rows& rows, config_values& profile) {
   profile.temp_data_path = rows.horizon_directory;
 }
 
+// True when the store's row is of the store that the profile names.
+bool is_store_of_profile(const image_rows& rows) {
+  const url_hold_ptr store = build_store(rows.profile, nullptr);
+  std::string_view row = rows.store;
+  return load_url_hold(row, *store);
+}
+
 // Every row was read once already, so none of these can fail.
 void load_objects(const image_rows& rows, Crawler& crawler) {
   std::string_view row = rows.filter;
@@ -135,7 +142,8 @@ bool is_crawler_image(std::string_view bytes) { return take_expected(bytes, CRAW
 crawler_ptr load_crawler_image(std::string_view bytes) {
   image_rows rows;
   if (!take_expected(bytes, CRAWLER_IMAGE_MARK) || !take_horizon_row(bytes, rows) ||
-      !take_object_rows(bytes, rows) || !take_setting_rows(bytes, rows) || !bytes.empty()) {
+      !take_object_rows(bytes, rows) || !take_setting_rows(bytes, rows) || !bytes.empty() ||
+      !is_store_of_profile(rows)) {
     return nullptr;
   }
   CrawlerConfig config;

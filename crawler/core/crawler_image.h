@@ -9,7 +9,7 @@
 //    5  the digest table (crawler/content/digest_table.h)
 //    6  the log: kind tag; a file log also 1, its path (string) and append switch
 //    7  the crawl-wide quota (crawler/output/quota.h)
-//    8  the fetch settings (crawler/fetch/fetch_settings.h)
+//    8  the fetch settings (crawler/fetch/fetch_settings_image.h)
 //    9  text item: the profile as the crawler was built from it (crawler/config/config_text.h)
 //   10  admin port, spiders, stop when empty, admin thread sleep time (integers)
 //   11  0: there is no URL date map

@@ -12,7 +12,8 @@
 namespace wk {
 namespace {
 
-constexpr size_t MAX_HEAD_BYTES = 256 * 1024;
+constexpr size_t HEAD_BYTES = 4'096;  // nearly every head is shorter
+constexpr size_t MAX_HEAD_BYTES = 262'144;
 constexpr std::string_view RECORD_START = "FLATSITE_START\n";
 constexpr std::string_view RECORD_LENGTH = "DB_DOC_LEN=";
 constexpr std::string_view RECORD_END = "\nFLATSITE_END\n";
@@ -67,8 +68,12 @@ head_answer pass_record(int handle, uint64_t size, uint64_t& offset) {
   std::string bytes;
   size_t head_length = 0;
   uint64_t content_length = 0;
-  if (!read_at(handle, offset, MAX_HEAD_BYTES, bytes)) return HEAD_FOREIGN;
-  const head_answer head = measure_head(bytes, head_length, content_length);
+  if (!read_at(handle, offset, HEAD_BYTES, bytes)) return HEAD_FOREIGN;
+  head_answer head = measure_head(bytes, head_length, content_length);
+  if (head == HEAD_TORN && bytes.size() == HEAD_BYTES) {
+    if (!read_at(handle, offset, MAX_HEAD_BYTES, bytes)) return HEAD_FOREIGN;
+    head = measure_head(bytes, head_length, content_length);
+  }
   if (head != HEAD_WHOLE) return head;
   const uint64_t end = offset + head_length + content_length;
   if (end + RECORD_END.size() > size) return HEAD_TORN;
@@ -82,6 +87,7 @@ head_answer pass_record(int handle, uint64_t size, uint64_t& offset) {
 flatsite_tail repair_flatsite_tail(const std::string& path) {
   const file_handle file{::open(path.c_str(), O_RDWR | O_CLOEXEC | O_NOFOLLOW)};
   struct stat facts {};
+  if (file.number < 0 && errno == ENOENT) return FLATSITE_TAIL_WHOLE;
   if (file.number < 0 || ::fstat(file.number, &facts) != 0 || !S_ISREG(facts.st_mode)) {
     return FLATSITE_TAIL_FOREIGN;
   }

@@ -7,7 +7,7 @@
 namespace wk {
 
 enum flatsite_tail : uint32_t {
-  FLATSITE_TAIL_WHOLE = 0,  // ends with a whole record, or is empty
+  FLATSITE_TAIL_WHOLE = 0,  // ends with a whole record, is empty or is not there
   FLATSITE_TAIL_CUT = 1,    // ended within a record, which a process that was killed left; cut off
   FLATSITE_TAIL_FOREIGN = 2,  // can't be read, or holds something else; left alone
 };

@@ -22,6 +22,7 @@ struct spider {
   Crawler& crawler;
   uint32_t number;
   http_fetcher_ptr fetcher;
+  http_fetcher_ptr robots_fetcher;  // for robots files that are wanted in the middle of a fetch
   link_context_ptr link_context;
   link_list links;
 
@@ -53,9 +54,11 @@ void write_status(spider& self) {
                     self.elapsed_seconds);
 }
 
-// A redirect is a way into a site like any link, and meets the same filter.
+// A redirect is a way into a site like any link, and meets the same filter and robots rules.
 bool may_follow_redirect(std::string_view url, void* context) {
-  return is_allowed_url_filter(static_cast<const spider*>(context)->crawler.filter, url);
+  spider& self = *static_cast<spider*>(context);
+  return is_allowed_url_filter(self.crawler.filter, url) &&
+         robots_allowed(*self.crawler.robots, url, *self.robots_fetcher) == 1;
 }
 
 step release_url(spider& self) {
@@ -85,6 +88,15 @@ step wait_for_host(spider& self) {
     sleep_stop_gate(self.crawler.gate, uint64_t{self.allowed_time - now} * 1000);
   }
   return is_stopped(self.crawler.gate) ? DONE : GO_ON;
+}
+
+// A stop while the robots file is fetched leaves the URL in the spider's hands.
+step check_robots(spider& self) {
+  if (robots_allowed(*self.crawler.robots, self.url, *self.fetcher) == 1) {
+    return is_stopped(self.crawler.gate) ? DONE : GO_ON;
+  }
+  log_url(self, "  is forbidden by the robots.txt");
+  return release_url(self);
 }
 
 step check_allowance(spider& self) {
@@ -154,11 +166,14 @@ void store_page(spider& self) {
 // Moves the links that may enter the horizon to the front of the list; their number.
 uint32_t choose_links(spider& self) {
   Crawler& crawler = self.crawler;
+  // Allowance and robots rules are asked about the page: a page that may not be had gives no links.
   if (is_guest_limit_reached_page_allowance(crawler.allowance, self.url)) return 0;
+  if (robots_allowed(*crawler.robots, self.url, *self.fetcher) == 0) return 0;
   uint32_t nb_chosen = 0;
   for (uint32_t i = 0; i < self.links.count; ++i) {
     std::string& link = self.links.urls[i];
     if (!is_allowed_url_filter(crawler.filter, link)) continue;
+    if (crawler.substitutions != nullptr) substitute_pattern(*crawler.substitutions, link);
     self.scratch.assign("No. ").append(std::to_string(nb_chosen)).append(" : ").append(link);
     write_log(*crawler.log, LOG_STATUS, LINK_FIELDS, self.scratch);
     if (nb_chosen != i) std::swap(self.links.urls[nb_chosen], link);
@@ -169,7 +184,7 @@ uint32_t choose_links(spider& self) {
 
 void follow_links(spider& self) {
   Crawler& crawler = self.crawler;
-  if (!crawler.follows_links) return;
+  if (!crawler.follows_links && self.url != crawler.portal_list_url) return;
   extract_links(self.fetcher->current_url, self.fetcher->response.body, *self.link_context,
                 self.links);
   const std::span<const std::string> all(self.links.urls.data(), self.links.count);
@@ -184,6 +199,7 @@ void follow_links(spider& self) {
 void crawl_url(spider& self) {
   if (check_filter(self) == DONE) return;
   if (wait_for_host(self) == DONE) return;
+  if (check_robots(self) == DONE) return;
   if (check_allowance(self) == DONE) return;
   if (fetch_page(self) == DONE) return;
   if (drop_known_content(self) == DONE) return;
@@ -216,18 +232,28 @@ void crawl_until_stopped(spider& self) {
   }
 }
 
+void use_cookies(http_fetcher& fetcher, cookie_jar& cookies) {
+  fetcher.cookies_for = cookie_jar_header_hook;
+  fetcher.cookies_context = &cookies;
+  fetcher.response.cookie_hook = cookie_jar_response_hook;
+  fetcher.response.cookie_context = &cookies;
+}
+
 }  // namespace
 
 void run_spider(Crawler& crawler, uint32_t number) {
   spider self{.crawler = crawler,
               .number = number,
               .fetcher = create_http_fetcher(crawler.fetch),
+              .robots_fetcher = create_http_fetcher(crawler.fetch),
               .link_context = create_link_context(),
               .links = {},
               .url = {},
               .scratch = {}};
   self.fetcher->may_follow = may_follow_redirect;
   self.fetcher->may_follow_context = &self;
+  use_cookies(*self.fetcher, crawler.cookies);
+  use_cookies(*self.robots_fetcher, crawler.cookies);
   set_canonical_link_context(*self.link_context, crawler.canonical_urls);
   log_spider(self, "started");
   crawl_until_stopped(self);
