@@ -36,6 +36,7 @@ TEST(crawl, requests_each_page_of_a_large_site_once_and_ends_by_itself) {
   setup.profile.nb_spiders = 32;
   setup.profile.queue_buffer_size = 2;
   setup.profile.nb_queues = 3;
+  setup.max_open_files = 80;  // 32 connections and some files; a handle lost per page would not fit
   const crawl_result crawl = run_crawl(place, setup);
 
   EXPECT_EQ(crawl.program.exit_status, 0) << crawl.program.errors;

@@ -3,11 +3,14 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "tests/support/child_process.h"
 #include "tests/support/crawl_run.h"
+#include "tests/support/scripted_server.h"
 #include "tests/support/temp_directory.h"
+#include "wkstd/state_stream.h"
 
 namespace wk {
 namespace {
@@ -201,6 +204,185 @@ TEST(start_up, empties_store_and_temporary_directory_of_files_only) {
   EXPECT_EQ(read_test_file(directory.path + "/store/old"), "");
   EXPECT_EQ(read_test_file(directory.path + "/temp/old"), "");
   EXPECT_EQ(read_test_file(directory.path + "/store/below/kept"), "kept");
+}
+
+// A crawl that was saved and checkpointed: "c.xml" is its profile, "image" what -save printed,
+// "checkpoint" a horizon that holds "/queued" and no seed.
+struct saved_crawl {
+  temp_directory directory;
+  scripted_server server = start_scripted_server();
+  std::string checkpoint_file;
+  program_result save;
+
+  saved_crawl() {
+    make_directory(directory, "checkpoint");
+    checkpoint_file = directory.path + "/checkpoint/nfrontier.0.head.txt";
+    write_test_file(checkpoint_file, get_url_scripted_server(server, "/queued") + "\n");
+    serve_page_scripted_server(server, "/queued", "<a href=\"/linked\">one</a>");
+    serve_page_scripted_server(server, "/linked", "another page");
+    save = run({"-conf", "{}/c.xml", "-save"});
+    write_test_file(directory.path + "/image", save.output);
+  }
+
+  program_result run(const std::vector<std::string>& options) {
+    const std::string seed = get_url_scripted_server(server, "/seed");
+    const start_case c = {
+        "",
+        wrap_profile("<seed-urls><url name=\"" + seed + "\"/></seed-urls>" + GOOD_STORE +
+                     "<log name=\"{}/log\" append=\"true\"/><robot honor=\"false\"/>"
+                     "<frontier nb_queues=\"3\" sleep_interval=\"0\"/>"
+                     "<checkpoint dir=\"{}/checkpoint\" interval=\"0\"/>"),
+        options,
+        0,
+        "",
+        ""};
+    return run_case(c, directory);
+  }
+  std::string read(const std::string& name) const {
+    return read_test_file(directory.path + "/" + name);
+  }
+};
+
+TEST(save, prints_an_image_and_crawls_nothing) {
+  saved_crawl crawl;
+  EXPECT_EQ(crawl.save.exit_status, 0);
+  EXPECT_EQ(crawl.save.errors, "");
+  EXPECT_TRUE(crawl.save.output.starts_with(std::string("\4\0\0\0\1\0\0\0", 8)));
+  EXPECT_NE(crawl.save.output.find(crawl.directory.path + "/checkpoint"), std::string::npos);
+  EXPECT_EQ(count_all_requests_scripted_server(crawl.server), 0u);
+  const std::string log = crawl.read("log");
+  EXPECT_TRUE(log.ends_with(" Crawling process success!\n\n")) << log;
+  EXPECT_EQ(log.find("Crawler main loop started"), std::string::npos);
+  EXPECT_EQ(log.find("x-cmdline-arguments"), std::string::npos);
+
+  write_test_file(crawl.directory.path + "/store/flatsite-1", "of an earlier crawl");
+  EXPECT_EQ(crawl.run({"-conf", "{}/c.xml", "-save"}).output, crawl.save.output);
+  EXPECT_EQ(crawl.read("store/flatsite-1"), "") << "a save starts fresh";
+}
+
+TEST(restore, goes_on_from_the_checkpoint_whichever_way_it_is_asked_for) {
+  const std::vector<std::string> ways[] = {
+      {"-load", "{}/image"},
+      {"-load", "{}/c.xml"},
+      {"-load", "{}/c.xml", "-no-libxml"},
+      {"-conf", "{}/c.xml", "-restore"},
+  };
+  for (std::vector<std::string> options : ways) {
+    SCOPED_TRACE(testing::PrintToString(options));
+    saved_crawl crawl;
+    const std::string stored =
+        "FLATSITE_START\nDB_DOC_URL=http://h/\nDB_DOC_TYPE=html\nDB_DOC_LEN=1\nx\nFLATSITE_END\n";
+    write_test_file(crawl.directory.path + "/store/flatsite-1", stored + "FLATSITE_START\nDB_");
+    const std::string checkpoint = read_test_file(crawl.checkpoint_file);
+    options.insert(options.end(),
+                   {"-spiders", "2", "-stop-when-empty", "-admin-thread-sleep-time", "100"});
+    const program_result result = crawl.run(options);
+    EXPECT_EQ(result.exit_status, 0);
+    EXPECT_EQ(result.errors, "The ndue_mhash.txt can't be open to read!\n");
+    EXPECT_EQ(result.output, "stop the crawler because horizon empty and no active threads!\n");
+    EXPECT_EQ(count_requests_scripted_server(crawl.server, "/queued"), 1u);
+    EXPECT_EQ(count_requests_scripted_server(crawl.server, "/linked"), 1u);
+    EXPECT_EQ(count_requests_scripted_server(crawl.server, "/seed"), 0u);
+    std::vector<crawl_document> documents;
+    read_flatsite_documents(crawl.read("store/flatsite-1"), documents);
+    ASSERT_EQ(documents.size(), 3u);
+    EXPECT_EQ(documents[0].content, "x");
+    EXPECT_EQ(documents[2].content, "another page");
+    EXPECT_EQ(read_test_file(crawl.checkpoint_file), checkpoint);
+    EXPECT_NE(crawl.read("log").find("Crawling process success!"), std::string::npos);
+  }
+}
+
+TEST(load, refuses_a_damaged_image_and_touches_nothing) {
+  saved_crawl crawl;
+  const std::string& image = crawl.save.output;
+  std::string other_store = image;
+  other_store[image.find("/store")] = '-';
+  const std::tuple<const char*, std::string> cases[] = {
+      {"the mark alone", image.substr(0, 4)},
+      {"half of it", image.substr(0, image.size() / 2)},
+      {"one byte short", image.substr(0, image.size() - 1)},
+      {"one byte long", image + "x"},
+      {"another store", other_store},
+  };
+  for (const auto& [name, bytes] : cases) {
+    SCOPED_TRACE(name);
+    write_test_file(crawl.directory.path + "/image", bytes);
+    write_test_file(crawl.directory.path + "/temp/file", "kept");
+    write_test_file(crawl.directory.path + "/store/file", "kept");
+    const program_result result = crawl.run({"-load", "{}/image", "-spiders", "1"});
+    EXPECT_EQ(result.exit_status, 1);
+    EXPECT_EQ(result.output, "");
+    EXPECT_EQ(result.errors, fill_in("The crawler image '{}/image' is damaged.\n"
+                                     "Couldn't load crawler ({}/image #). Aborting\n",
+                                     crawl.directory.path));
+    EXPECT_EQ(crawl.read("temp/file"), "kept");
+    EXPECT_EQ(crawl.read("store/file"), "kept");
+  }
+  EXPECT_EQ(count_all_requests_scripted_server(crawl.server), 0u);
+}
+
+TEST(load, says_that_there_is_nothing_to_load) {
+  expect_case({"no such file",
+               "",
+               {"-load", "{}/none", "-no-libxml"},
+               1,
+               "",
+               "Couldn't load configuration file '{}/none'\n"
+               "Couldn't load crawler config file '{}/none'"
+               "Couldn't load crawler ({}/none #). Aborting\n"});
+}
+
+// RFC 1950, section 9.
+void append_adler32(std::string& bytes) {
+  uint32_t a = 1;
+  uint32_t b = 0;
+  for (const char c : bytes) {
+    a = (a + static_cast<unsigned char>(c)) % 65'521;
+    b = (b + a) % 65'521;
+  }
+  append_u32(bytes, b << 16 | a);
+}
+
+TEST(parse_repository, is_created_and_read_back) {
+  const temp_directory directory;
+  const start_case create = {"", "", {"-create-parse-repository"}, 0, "", ""};
+  const program_result built_in = run_case(create, directory);
+  EXPECT_EQ(built_in.exit_status, 0);
+  EXPECT_EQ(built_in.errors, "");
+  ASSERT_TRUE(built_in.output.starts_with(std::string("WKPR\1\0\0\0", 8)));
+
+  std::string other = built_in.output.substr(0, built_in.output.size() - 4);
+  other[other.find("cookie-date-1")] = 'k';
+  append_adler32(other);
+  // What can't be used leaves the built-in one.
+  std::string damaged = built_in.output;
+  damaged.back() = static_cast<char>(damaged.back() ^ 1);
+  struct repository_case {
+    const char* name;
+    std::string bytes;  // empty: there is no file
+    std::string errors;
+    std::string output;  // the repository in force
+  };
+  const repository_case cases[] = {
+      {"its own", built_in.output, "", built_in.output},
+      {"another", other, "", other},
+      {"a damaged one", damaged, "{}/r: incorrect file type (1380993879)\n", built_in.output},
+      {"another file", "<?xml version", "{}/r: incorrect file type (1836597052)\n",
+       built_in.output},
+      {"three bytes", "WKP", "{}/r: incorrect file type (0)\n", built_in.output},
+      {"no file", "", "{}/r: cannot open file\n", built_in.output},
+  };
+  for (const repository_case& c : cases) {
+    SCOPED_TRACE(c.name);
+    const temp_directory place;
+    if (!c.bytes.empty()) write_test_file(place.path + "/r", c.bytes);
+    const program_result result = run_case(
+        {"", "", {"-parse-repository", "{}/r", "-create-parse-repository"}, 0, "", ""}, place);
+    EXPECT_EQ(result.exit_status, 0);
+    EXPECT_EQ(result.output, c.output);
+    EXPECT_EQ(result.errors, fill_in(c.errors, place.path));
+  }
 }
 
 }  // namespace

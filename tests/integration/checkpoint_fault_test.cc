@@ -1,0 +1,303 @@
+// Every call of the system that writing a checkpoint or restoring one makes is interrupted, or
+// fails, in turn: whatever happens, a whole checkpoint stands, the one before or the next one.
+
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <csignal>
+#include <cstdio>
+#include <filesystem>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "crawler/core/build_crawler.h"
+#include "crawler/core/checkpoint.h"
+#include "crawler/horizon/horizon.h"
+#include "tests/support/checkpoint_files.h"
+#include "tests/support/fault_preload.h"
+#include "tests/support/temp_directory.h"
+
+namespace wk {
+namespace {
+
+using urls = std::vector<std::string>;
+
+constexpr uint32_t FILTER_BITS = 1'009;
+constexpr uint32_t NB_QUEUES = 3;
+constexpr uint32_t LIST_LIMIT = 20;
+
+enum child_status : int { CHILD_OK = 0, CHILD_FAILED = 1, CHILD_MET_NO_FAULT = 2 };
+
+// Runs work in a process of its own, whose failures count there: the answer is CHILD_FAILED then.
+// Otherwise it is that of work, or 128 and the number of the signal that ended the process.
+int run_in_child(const std::function<child_status()>& work) {
+  std::fflush(nullptr);
+  const pid_t pid = ::fork();
+  if (pid == 0) {
+    const child_status status = work();
+    std::fflush(nullptr);
+    ::_exit(testing::Test::HasFailure() ? CHILD_FAILED : status);
+  }
+  int status = 0;
+  EXPECT_EQ(::waitpid(pid, &status, 0), pid);
+  return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+}
+
+// What happens from which call on.
+struct fault {
+  const char* action;
+  unsigned long first = 1;
+  bool for_ever = false;
+  const char* calls = "";
+};
+
+// Faults are met below "state", which holds the directories "temp" and "check".
+struct fault_place {
+  temp_directory directory;
+  std::string base = directory.path;
+  std::string state = base + "/state";
+  std::string check = state + "/check";
+  std::string beside = check + ".new";
+  std::string store = make_directory(directory, "store");
+};
+
+// Empties everything; the checkpoint directory holds these files then.
+void prepare_place(const fault_place& place, const directory_bytes& checkpoint) {
+  std::filesystem::remove_all(place.state);
+  std::filesystem::create_directories(place.state + "/temp");
+  write_directory_bytes(place.check, checkpoint);
+}
+
+void arm(const fault_place& place, const fault& what) {
+  ::setenv("WK_FAULT_PATH", place.state.c_str(), 1);
+  ::setenv("WK_FAULT_CALLS", what.calls, 1);
+  ::setenv("WK_FAULT_ACTION", what.action, 1);
+  ::setenv("WK_FAULT_FIRST", std::to_string(what.first).c_str(), 1);
+  ::setenv("WK_FAULT_LAST", what.for_ever ? "0" : std::to_string(what.first).c_str(), 1);
+  ::setenv("WK_FAULT_NO_SYNC", "1", 1);
+  arm_faults();
+}
+
+crawler_ptr build(const fault_place& place) {
+  CrawlerConfig config;
+  config.temp_data_path = place.state + "/temp";
+  config.checkpoint_directory = place.check;
+  config.checkpoint_interval_seconds = 1;
+  config.store_name = place.store;
+  config.log_name = place.base + "/log";
+  config.log_filter = LOG_ERROR;
+  config.nb_queues = NB_QUEUES;
+  config.queue_buffer_size = 4;
+  config.disk_cache_size = FILTER_BITS;
+  config.sleep_interval_seconds = 0;
+  crawler_ptr crawler = build_crawler(config);
+  url_cache& cache = crawler->horizon->self->cache;
+  for (url_list* list : {&cache.known, &cache.unknown}) list->limit = list->empty_at = LIST_LIMIT;
+  return crawler;
+}
+
+void add_urls(Crawler& crawler, int from, int to) {
+  for (int i = from; i < to; ++i) {
+    const std::string url = "http://h" + std::to_string(i % 5) + ".test/" + std::to_string(i);
+    EXPECT_EQ(crawler.horizon->add_url(*crawler.horizon, url), 1u);
+  }
+}
+
+std::string take(Crawler& crawler) {
+  std::string url;
+  uint32_t time = 0;
+  return crawler.horizon->get_url(*crawler.horizon, url, time) == FRONTIER_URL ? url : "";
+}
+
+// Takes so many, and ends every second one.
+void take_urls(Crawler& crawler, int count) {
+  for (int i = 0; i < count; ++i) {
+    const std::string url = take(crawler);
+    EXPECT_NE(url, "");
+    if (i % 2 == 0) crawler.horizon->end_url(*crawler.horizon, url);
+  }
+}
+
+// Takes all that is queued; sorted.
+urls drain(Crawler& crawler) {
+  urls taken;
+  for (std::string url = take(crawler); !url.empty(); url = take(crawler)) taken.push_back(url);
+  std::sort(taken.begin(), taken.end());
+  return taken;
+}
+
+urls list_in_hands(Crawler& crawler) {
+  const auto& hands = crawler.horizon->self->hands.urls;
+  urls held(hands.begin(), hands.end());
+  std::sort(held.begin(), held.end());
+  return held;
+}
+
+// Two states of a crawl: lists, a disk cache, spill files, full and half-full buffers, pending ones.
+crawler_ptr build_first_state(const fault_place& place) {
+  crawler_ptr crawler = build(place);
+  add_urls(*crawler, 0, 50);
+  take_urls(*crawler, 9);
+  return crawler;
+}
+
+void go_on_to_second_state(Crawler& crawler) {
+  add_urls(crawler, 30, 90);
+  take_urls(crawler, 25);
+}
+
+checkpoint_status write(Crawler& crawler, const fault_place& place) {
+  std::string reason;
+  const checkpoint_status status = write_checkpoint(crawler, place.check, reason);
+  EXPECT_EQ(reason.empty(), status == CHECKPOINT_OK) << reason;
+  return status;
+}
+
+// The two checkpoints as they are without faults.
+struct two_checkpoints {
+  directory_bytes first;
+  directory_bytes second;
+};
+
+two_checkpoints write_two_checkpoints(const fault_place& place) {
+  two_checkpoints both;
+  prepare_place(place, {});
+  const crawler_ptr crawler = build_first_state(place);
+  EXPECT_EQ(write(*crawler, place), CHECKPOINT_OK);
+  both.first = read_directory_bytes(place.check);
+  go_on_to_second_state(*crawler);
+  EXPECT_EQ(write(*crawler, place), CHECKPOINT_OK);
+  both.second = read_directory_bytes(place.check);
+  for (const directory_bytes& files : {both.first, both.second}) {
+    write_directory_bytes(place.check, files);
+    const program_result checked = check_horizon_files(place.check, FILTER_BITS, NB_QUEUES);
+    EXPECT_EQ(checked.exit_status, 0) << checked.output;
+    for (const char* name : {"ndue_cache.txt", "ndue_disk_cache.txt", "ndue_pending.txt"}) {
+      EXPECT_TRUE(files.contains(name)) << name;
+    }
+  }
+  EXPECT_NE(both.first, both.second);
+  return both;
+}
+
+// The URLs to be crawled that a checkpoint of these files holds, sorted.
+urls list_queued(const fault_place& place, const directory_bytes& files) {
+  const std::string directory = place.base + "/listed";
+  write_directory_bytes(directory, files);
+  const auto queued = read_checkpoint_urls(directory).queued;
+  return {queued.begin(), queued.end()};
+}
+
+// What a crawl that is restored from the place holds, and that its next checkpoint is written.
+child_status expect_restored(const fault_place& place, const two_checkpoints& both) {
+  const crawler_ptr crawler = build(place);
+  EXPECT_TRUE(restore_crawler(*crawler));
+  const urls queued = drain(*crawler);
+  const bool is_first = queued == list_queued(place, both.first);
+  EXPECT_TRUE(is_first || queued == list_queued(place, both.second)) << queued.size();
+  add_urls(*crawler, 0, is_first ? 50 : 90);
+  EXPECT_EQ(drain(*crawler), urls()) << "every one of them is known";
+  EXPECT_EQ(write(*crawler, place), CHECKPOINT_OK);
+  EXPECT_EQ(list_queued(place, read_directory_bytes(place.check)), queued);
+  EXPECT_FALSE(std::filesystem::is_directory(place.beside));
+  return CHILD_OK;
+}
+
+// Where a checkpoint is written.
+enum write_way : uint32_t { WAY_BESIDE, WAY_IN_PLACE };
+
+void prepare_way(const fault_place& place, write_way way, const directory_bytes& checkpoint) {
+  prepare_place(place, checkpoint);
+  if (way == WAY_IN_PLACE) write_test_file(place.beside, "a file in the way");
+}
+
+// Writes the second checkpoint over the first one with the fault.
+child_status write_with_fault(const fault_place& place, const two_checkpoints& both,
+                              const fault& what, const directory_bytes& before) {
+  const crawler_ptr crawler = build_first_state(place);
+  go_on_to_second_state(*crawler);
+  const urls held = list_in_hands(*crawler);
+  arm(place, what);
+  const checkpoint_status status = write(*crawler, place);
+  disarm_faults();
+  if (count_done_faults() == 0) return CHILD_MET_NO_FAULT;
+
+  EXPECT_EQ(before, both.first);
+  const directory_bytes after = read_directory_bytes(place.check);
+  if (status == CHECKPOINT_OK) {
+    EXPECT_EQ(after, both.second);
+  } else {
+    flush_log(*crawler->log);
+    const std::string log = read_test_file(place.base + "/log");
+    EXPECT_NE(log.find("Couldn't checkpoint the crawler to " + place.check), std::string::npos);
+  }
+  EXPECT_EQ(write(*crawler, place), CHECKPOINT_OK) << "once the disk takes it";
+  EXPECT_EQ(read_directory_bytes(place.check), both.second);
+  EXPECT_FALSE(std::filesystem::is_directory(place.beside));
+
+  urls left = drain(*crawler);
+  left.insert(left.end(), held.begin(), held.end());
+  std::sort(left.begin(), left.end());
+  EXPECT_EQ(left, list_queued(place, both.second)) << "the running crawl has lost nothing";
+  return CHILD_OK;
+}
+
+// Lets the fault come at each call in turn. The number of calls.
+unsigned long try_every_call(fault what, const std::function<int(const fault& what)>& attempt) {
+  for (what.first = 1;; ++what.first) {
+    SCOPED_TRACE(std::string(what.action) + (what.for_ever ? " from call " : " at call ") +
+                 std::to_string(what.first));
+    const int status = attempt(what);
+    if (status == CHILD_MET_NO_FAULT) return what.first - 1;
+    EXPECT_NE(status, CHILD_FAILED);
+    if (testing::Test::HasFailure()) return 0;
+  }
+}
+
+class checkpoint_written : public testing::TestWithParam<write_way> {};
+
+INSTANTIATE_TEST_SUITE_P(, checkpoint_written, testing::Values(WAY_BESIDE, WAY_IN_PLACE),
+                         [](const auto& way) {
+                           return way.param == WAY_BESIDE ? "beside" : "in_place";
+                         });
+
+TEST_P(checkpoint_written, and_killed_at_any_call_is_the_old_one_or_the_new_one) {
+  const fault_place place;
+  const two_checkpoints both = write_two_checkpoints(place);
+  const unsigned long nb_calls = try_every_call({.action = "tear"}, [&](const fault& what) {
+    prepare_way(place, GetParam(), both.first);
+    const int status = run_in_child([&] { return write_with_fault(place, both, what, both.first); });
+    if (status == CHILD_MET_NO_FAULT) return status;
+    EXPECT_EQ(status, 128 + SIGKILL);
+    if (GetParam() == WAY_BESIDE) {
+      const directory_bytes after = read_directory_bytes(place.check);
+      EXPECT_TRUE(after == both.first || after == both.second);
+    }
+    EXPECT_EQ(run_in_child([&] { return expect_restored(place, both); }), CHILD_OK);
+    return status;
+  });
+  EXPECT_GT(nb_calls, 50u);
+}
+
+TEST_P(checkpoint_written, and_refused_at_any_call_leaves_a_whole_one_and_the_crawl_goes_on) {
+  const fault_place place;
+  const two_checkpoints both = write_two_checkpoints(place);
+  const fault faults[] = {
+      {.action = "EIO"},
+      {.action = "EIO", .for_ever = true},
+      {.action = "ENOSPC", .for_ever = true, .calls = "create,write,fsync,close,mkdir,rename"},
+  };
+  for (const fault& each : faults) {
+    const unsigned long nb_calls = try_every_call(each, [&](const fault& what) {
+      prepare_way(place, GetParam(), both.first);
+      return run_in_child([&] { return write_with_fault(place, both, what, both.first); });
+    });
+    EXPECT_GT(nb_calls, 20u);
+  }
+}
+
+}  // namespace
+}  // namespace wk

@@ -1,0 +1,212 @@
+// A crawl that is killed again and again, and restored each time from its last checkpoint.
+
+#include <gtest/gtest.h>
+
+#include <csignal>
+#include <cstdint>
+#include <filesystem>
+#include <map>
+#include <mutex>
+#include <random>
+#include <set>
+#include <string>
+#include <string_view>
+
+#include "tests/support/checkpoint_files.h"
+#include "tests/support/crawl_run.h"
+#include "tests/support/fault_preload.h"
+#include "tests/support/scripted_server.h"
+#include "wkstd/text.h"
+
+namespace wk {
+namespace {
+
+constexpr uint32_t NB_PAGES = 5'000;
+constexpr uint32_t NB_KILLS = 30;
+constexpr uint32_t NB_DEAD_LINKS = 2;  // of each page, to URLs that no other page links to
+constexpr uint32_t FILTER_BITS = 1'000'003;
+constexpr uint32_t NB_QUEUES = 7;
+
+std::string build_path(uint32_t page) { return "/p/" + std::to_string(page); }
+
+// A tree of pages with links across it. The dead links (no connection can be made to port 0) bring
+// the known URLs beyond what is kept in memory. Some pages are of many blocks, so that a kill can
+// tear their record in the store. The page text is the number alone: in so few bytes every page
+// has a digest of its own.
+std::string build_page(uint32_t page) {
+  std::minstd_rand random(page + 1);
+  std::string html = format_text("<p>%08u</p>", page);
+  const auto link_to = [&html](const std::string& target) {
+    html += "<a href=\"" + target + "\"></a>";
+  };
+  for (uint32_t child = 3 * page + 1; child <= 3 * page + 3 && child < NB_PAGES; ++child) {
+    link_to(build_path(child));
+  }
+  for (uint32_t i = 0; i < 3; ++i) link_to(build_path(static_cast<uint32_t>(random()) % NB_PAGES));
+  for (uint32_t i = 0; i < NB_DEAD_LINKS; ++i) {
+    link_to("http://127.0.0.1:0/" + std::to_string(page * NB_DEAD_LINKS + i));
+  }
+  return html + "<!--" + std::string(page % 50 == 0 ? 40'000 : 100, 'x') + "-->";
+}
+
+// What the server sees of the crawl, round by round. A round is one life of the process; its
+// requests carry its number as their user agent, for some arrive when it is dead already.
+struct crawl_watch {
+  std::mutex lock;
+  std::string store;
+  std::string round;
+  uint64_t kill_at = 0;  // requests of this round until the process is killed; 0: it is not
+  pid_t process = -1;    // of this round
+  uint64_t nb_requests = 0;
+  std::map<std::string, std::map<std::string, uint32_t>> asked;  // round -> path -> times
+};
+
+std::string answer_request(crawl_watch& watch, const recorded_request& request) {
+  const std::string_view head = request.head;
+  const size_t agent = head.find("User-Agent: ");
+  const std::string round(head.substr(agent + 12, head.find("\r\n", agent) - agent - 12));
+  const std::lock_guard<std::mutex> hold(watch.lock);
+  ++watch.asked[round][request.path];
+  if (round == watch.round && ++watch.nb_requests == 1) {
+    // No answer was given yet: the store is what the restore made of it.
+    std::vector<crawl_document> documents;
+    read_store_documents(watch.store, documents);
+  }
+  if (round == watch.round && watch.nb_requests == watch.kill_at) {
+    ::kill(watch.process, SIGKILL);
+  }
+  return build_response_text(200, "Content-Type: text/html\r\n",
+                             build_page(parse_unsigned(request.path.substr(3))));
+}
+
+struct kill_plan {
+  uint64_t at_request = 0;
+  environment_variables faults;
+};
+
+// Every other kill comes at a request, the rest in the midst of the work on files: on those of the
+// checkpoint, which is restored from first of all, on those of the next one, on the store. The first
+// waits until a checkpoint stands, for without one there is nothing to restore.
+kill_plan draw_kill(const std::string& base, uint32_t number, std::minstd_rand& random) {
+  const auto draw = [&random](uint32_t least, uint32_t most) {
+    return std::uniform_int_distribution<uint32_t>(least, most)(random);
+  };
+  kill_plan plan;
+  plan.faults = {{"WK_CLOCK_SPEED", "20"}, {"WK_FAULT_NO_SYNC", "1"}};
+  if (number > 0 && number % 2 == 0) {
+    plan.at_request = draw(5, 400);
+    return plan;
+  }
+  const struct {
+    const char* path;
+    const char* calls;
+    uint32_t most;
+  } places[] = {{"/check.new", "", 500},
+                {"/check", "", 300},
+                {"/check.new", "", 100},
+                {"/store/flatsite", "write", 300}};
+  const auto& place = places[number / 2 % 4];
+  plan.faults.emplace_back("WK_FAULT_ACTION", "tear");
+  plan.faults.emplace_back("WK_FAULT_PATH", base + place.path);
+  plan.faults.emplace_back("WK_FAULT_CALLS", place.calls);
+  plan.faults.emplace_back("WK_FAULT_FIRST", std::to_string(draw(1, place.most)));
+  if (number == 0) plan.faults.emplace_back("WK_FAULT_MARKER", base + "/check/ndue_cache.txt");
+  return plan;
+}
+
+crawl_setup build_setup(const std::string& base, const scripted_server& server,
+                        const std::string& round) {
+  crawl_setup setup;
+  setup.profile.seeds = {get_url_scripted_server(server, build_path(0))};
+  setup.profile.nb_spiders = 4;
+  setup.profile.nb_queues = NB_QUEUES;
+  setup.profile.queue_buffer_size = 100;
+  setup.profile.round_time_ms = 100;
+  setup.profile.elements = "<checkpoint dir=\"" + base + "/check\" interval=\"1\"/>\n" +
+                           "<due disk_cache_size=\"" + std::to_string(FILTER_BITS) + "\"/>\n" +
+                           "<user-agent name=\"" + round + "\"/>\n";
+  return setup;
+}
+
+// Lives until it is killed or at its end; its exit status.
+int live_one_round(const crawl_place& place, const scripted_server& server, crawl_watch& watch,
+                   uint32_t number, const kill_plan& plan) {
+  const std::string round = "round-" + std::to_string(number);
+  crawl_setup setup = build_setup(place.directory.path, server, round);
+  setup.environment = build_fault_environment(plan.faults);
+  if (number > 0) setup.options = {"-restore"};
+  prepare_crawl(place, setup);
+  running_program program;
+  {
+    const std::lock_guard<std::mutex> hold(watch.lock);
+    watch.round = round;
+    watch.kill_at = plan.at_request;
+    watch.nb_requests = 0;
+    program = start_crawl(place, setup);
+    watch.process = program.pid;
+  }
+  const program_result result = wait_program(program);
+  EXPECT_TRUE(result.exit_status == 0 || result.exit_status == 128 + SIGKILL) << result.errors;
+  EXPECT_EQ(result.errors, "");
+  return result.exit_status;
+}
+
+void expect_sound(const std::string& directory) {
+  const program_result result = check_horizon_files(directory, FILTER_BITS, NB_QUEUES);
+  EXPECT_EQ(result.exit_status, 0) << result.output << result.errors;
+}
+
+// A round asks for nothing twice, and for nothing that was finished at the checkpoint it began at.
+void expect_asked_once(crawl_watch& watch, uint32_t number, const scripted_server& server,
+                       const checkpoint_urls& before) {
+  const std::lock_guard<std::mutex> hold(watch.lock);
+  for (const auto& [path, times] : watch.asked["round-" + std::to_string(number)]) {
+    const std::string url = get_url_scripted_server(server, path);
+    EXPECT_EQ(times, 1u) << path;
+    EXPECT_TRUE(before.queued.contains(url) || !before.known.contains(url)) << path;
+  }
+}
+
+TEST(restore, loses_and_doubles_nothing_however_often_the_process_is_killed) {
+  const crawl_place place;
+  const std::string check = make_directory(place.directory, "check");
+  crawl_watch watch;
+  watch.store = make_directory(place.directory, "store");
+  scripted_server server = start_scripted_server();
+  serve_default_scripted_server(
+      server, [&watch](const recorded_request& request) { return answer_request(watch, request); });
+
+  std::minstd_rand random(20);
+  checkpoint_urls before;
+  for (uint32_t number = 0; number <= NB_KILLS; ++number) {
+    SCOPED_TRACE("round " + std::to_string(number));
+    const kill_plan plan = number == NB_KILLS
+                               ? kill_plan{.faults = {{"WK_CLOCK_SPEED", "20"}}}
+                               : draw_kill(place.directory.path, number, random);
+    const int status = live_one_round(place, server, watch, number, plan);
+    ASSERT_EQ(status, number == NB_KILLS ? 0 : 128 + SIGKILL);
+    expect_sound(check);
+    expect_asked_once(watch, number, server, before);
+    before = read_checkpoint_urls(check);
+    if (HasFailure()) return;
+  }
+
+  const std::lock_guard<std::mutex> hold(watch.lock);
+  std::set<std::string> asked;
+  for (const auto& [round, paths] : watch.asked) {
+    for (const auto& [path, times] : paths) asked.insert(path);
+  }
+  EXPECT_EQ(asked.size(), NB_PAGES);
+  std::vector<crawl_document> documents;
+  read_store_documents(watch.store, documents);
+  std::set<std::string> stored;
+  for (const crawl_document& document : documents) {
+    stored.insert(document.url);
+    const std::string path = document.url.substr(document.url.find("/p/"));
+    EXPECT_EQ(document.content, build_page(parse_unsigned(path.substr(3)))) << path;
+  }
+  EXPECT_EQ(stored.size(), NB_PAGES);
+}
+
+}  // namespace
+}  // namespace wk
