@@ -1,6 +1,7 @@
 #include "app/start_up.h"
 
 #include <cstdio>
+#include <utility>
 
 #include "app/command_line.h"
 #include "app/signal_watch.h"
@@ -61,8 +62,8 @@ crawler_ptr start_crawler(const start_request& request) {
       start_fresh_crawler(*crawler);
       return crawler;
     case MODE_RESTORE:
-      (void)restore_crawler(*crawler);  // what is missing was said; the rest is crawled
-      return crawler;
+      // A crawl of what could be read would replace the checkpoint by less.
+      return restore_crawler(*crawler) ? std::move(crawler) : nullptr;
     default:
       print_message(format_text("Unrecognized or unhandled mode: %u\n", request.mode));
       return nullptr;

@@ -170,16 +170,27 @@ int store_document_flatsite(url_hold& base, const stored_document& document) {
   return 1;
 }
 
-// Takes up the number of the store files that are there. The last one is gone on with when it ends
-// with a whole record, or can be cut back to one; else the next number is begun.
+// The number to go on with: that of the store files that are there. Where lower ones were taken
+// away the highest number counts, so that no file is begun anew.
+uint32_t find_last_number(const flatsite_url_hold& hold) {
+  std::vector<std::string> names;
+  if (!list_entries(hold.directory, names)) return 0;
+  uint32_t count = 0;
+  uint32_t highest = 0;
+  for (const std::string& name : names) {
+    if (!name.starts_with("flatsite")) continue;
+    ++count;
+    const uint32_t number = parse_unsigned(std::string_view(name).substr(name.rfind('-') + 1));
+    if (name == format_text("flatsite-%u", number)) highest = std::max(highest, number);
+  }
+  return std::max(count, highest);
+}
+
+// The last file is gone on with when it ends with a whole record, or can be cut back to one; else
+// the next number is begun.
 void resume_flatsite(url_hold& base) {
   auto& hold = static_cast<flatsite_url_hold&>(base);
-  std::vector<std::string> names;
-  if (!list_entries(hold.directory, names)) return;
-  hold.counter =
-      static_cast<uint32_t>(std::count_if(names.begin(), names.end(), [](const std::string& name) {
-        return name.starts_with("flatsite");
-      }));
+  hold.counter = find_last_number(hold);
   if (hold.counter == 0 || hold.one_document_per_file) return;
   const flatsite_tail tail = repair_flatsite_tail(build_store_path(hold));
   hold.append_on_first_open = tail != FLATSITE_TAIL_FOREIGN;
