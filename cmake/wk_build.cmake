@@ -46,5 +46,5 @@ function(wk_add_tests folder)
   target_link_libraries(${name}_tests PRIVATE ${arg_LINK} tests_support wk_flags GTest::gmock
                         GTest::gtest_main)
   add_test(NAME ${name} COMMAND ${name}_tests)
-  set_tests_properties(${name} PROPERTIES TIMEOUT 600)
+  set_tests_properties(${name} PROPERTIES TIMEOUT 1500)
 endfunction()

@@ -12,7 +12,7 @@
 namespace wk {
 namespace {
 
-constexpr size_t COPY_BYTES = 262'144;
+constexpr size_t COPY_BYTES = 65'536;
 
 bool copy_bytes(int source, output_file& target) {
   std::string buffer(COPY_BYTES, '\0');

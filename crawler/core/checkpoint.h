@@ -1,10 +1,8 @@
 // Checkpoints: a directory that holds the horizon as it stood at one moment, and the way back.
 //
-// A checkpoint is a flat directory with a copy of each file of the horizon. It is written beside
-// its directory ("<directory>.new"), made to last, and exchanged with it in one step, so that
-// whatever happens meanwhile leaves the earlier checkpoint or the new one, whole. Where the parent
-// directory takes no new entry it is written in place: the new files first, the old ones going only
-// then. Restoring reads a checkpoint and never changes it.
+// A checkpoint is a flat directory with a copy of each file of the horizon. Whatever happens while
+// it is written leaves the earlier checkpoint or the new one, whole (checkpoint_directory.h).
+// Restoring reads a checkpoint and never changes it.
 #pragma once
 
 #include <cstdint>
@@ -27,7 +25,8 @@ enum checkpoint_status : uint32_t {
 
 // Takes the horizon, the store and the link file up where the crawler's checkpoint directory left
 // them; without one the crawl begins with an empty horizon. Before any thread is started. False
-// when some of it could not be read, which was said on standard error.
+// when some of it could not be read, which was said on standard error; checkpoints are then written
+// on request only.
 bool restore_crawler(Crawler& crawler);
 
 }  // namespace wk

@@ -187,7 +187,7 @@ TEST(restore, loses_and_doubles_nothing_however_often_the_process_is_killed) {
     ASSERT_EQ(status, number == NB_KILLS ? 0 : 128 + SIGKILL);
     expect_sound(check);
     expect_asked_once(watch, number, server, before);
-    before = read_checkpoint_urls(check);
+    before = list_checkpoint_urls(read_directory_bytes(check));
     if (HasFailure()) return;
   }
 

@@ -7,9 +7,9 @@
 
 namespace wk {
 
-checkpoint_urls read_checkpoint_urls(const std::string& directory) {
+checkpoint_urls list_checkpoint_urls(const directory_bytes& files) {
   checkpoint_urls urls;
-  for (const auto& [name, bytes] : read_directory_bytes(directory)) {
+  for (const auto& [name, bytes] : files) {
     if (name == "ndue_mhash.txt") continue;
     std::istringstream lines(bytes);
     for (std::string line; std::getline(lines, line);) {

@@ -34,7 +34,7 @@ struct crawl_setup {
 
 // A directory prepared for crawls: profile "crawl.xml", directories "store" and "temp".
 struct crawl_place {
-  temp_directory directory;
+  temp_directory directory{find_fast_root()};
 };
 void prepare_crawl(const crawl_place& place, const crawl_setup& setup);
 [[nodiscard]] running_program start_crawl(const crawl_place& place, const crawl_setup& setup);

@@ -1,5 +1,7 @@
 #include "tests/support/temp_directory.h"
 
+#include <unistd.h>
+
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
@@ -8,9 +10,18 @@
 
 namespace wk {
 
-temp_directory::temp_directory() {
+namespace {
+
+std::string find_root() {
   const char* root = std::getenv("TMPDIR");
-  path = std::string(root != nullptr ? root : "/tmp") + "/wk_test_XXXXXX";
+  return root != nullptr ? root : "/tmp";
+}
+
+}  // namespace
+
+temp_directory::temp_directory() : temp_directory(find_root()) {}
+
+temp_directory::temp_directory(const std::string& root) : path(root + "/wk_test_XXXXXX") {
   if (::mkdtemp(path.data()) == nullptr) {
     std::perror(path.c_str());
     std::abort();
@@ -20,6 +31,11 @@ temp_directory::temp_directory() {
 temp_directory::~temp_directory() {
   std::error_code ignored;
   std::filesystem::remove_all(path, ignored);
+}
+
+std::string find_fast_root() {
+  const char* memory = "/dev/shm";
+  return ::access(memory, R_OK | W_OK | X_OK) == 0 ? memory : find_root();
 }
 
 std::string make_directory(const temp_directory& directory, const std::string& name) {
