@@ -90,9 +90,10 @@ bool copy_back(const std::string& checkpoint, const std::string& temp_directory)
 void keep_checkpoint(Crawler& crawler) {
   if (crawler.checkpoint_interval_seconds == 0 || crawler.checkpoint_directory.empty()) return;
   crawler.checkpoint_interval_seconds = 0;
-  print_message(format_text("The crawl was not restored whole: the checkpoint in %s is left as it "
-                            "is, and no other is written by itself\n",
-                            crawler.checkpoint_directory.c_str()));
+  print_message(
+      format_text("The crawl was not restored whole: the checkpoint in %s is left as it "
+                  "is, and no other is written by itself\n",
+                  crawler.checkpoint_directory.c_str()));
 }
 
 // A checkpoint is not to know more than what lies beside it.

@@ -1,8 +1,8 @@
-// The directory of a checkpoint: what it may hold, how another checkpoint takes its place, and which
-// files one reads.
+// The directory of a checkpoint: what it may hold, how another checkpoint takes its place, and
+// which files one reads.
 //
-// A checkpoint is written beside its directory ("<directory>.new"), made to last, and exchanged with
-// it in one step. Where the parent directory takes no new entry, or knows no such step, it is
+// A checkpoint is written beside its directory ("<directory>.new"), made to last, and exchanged
+// with it in one step. Where the parent directory takes no new entry, or knows no such step, it is
 // written in place:
 //
 //   1. Each new file is written under its name with ".part" behind it, and made to last.

@@ -145,7 +145,8 @@ urls list_in_hands(Crawler& crawler) {
   return held;
 }
 
-// Two states of a crawl: lists, a disk cache, spill files, full and half-full buffers, pending ones.
+// Two states of a crawl: lists, a disk cache, spill files, full and half-full buffers, pending
+// ones.
 crawler_ptr build_first_state(const fault_place& place) {
   crawler_ptr crawler = build(place);
   add_urls(*crawler, 0, 24);

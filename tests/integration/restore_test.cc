@@ -85,8 +85,8 @@ struct kill_plan {
 };
 
 // Every other kill comes at a request, the rest in the midst of the work on files: on those of the
-// checkpoint, which is restored from first of all, on those of the next one, on the store. The first
-// waits until a checkpoint stands, for without one there is nothing to restore.
+// checkpoint, which is restored from first of all, on those of the next one, on the store. The
+// first waits until a checkpoint stands, for without one there is nothing to restore.
 kill_plan draw_kill(const std::string& base, uint32_t number, std::minstd_rand& random) {
   const auto draw = [&random](uint32_t least, uint32_t most) {
     return std::uniform_int_distribution<uint32_t>(least, most)(random);
@@ -180,9 +180,8 @@ TEST(restore, loses_and_doubles_nothing_however_often_the_process_is_killed) {
   checkpoint_urls before;
   for (uint32_t number = 0; number <= NB_KILLS; ++number) {
     SCOPED_TRACE("round " + std::to_string(number));
-    const kill_plan plan = number == NB_KILLS
-                               ? kill_plan{.faults = {{"WK_CLOCK_SPEED", "20"}}}
-                               : draw_kill(place.directory.path, number, random);
+    const kill_plan plan = number == NB_KILLS ? kill_plan{.faults = {{"WK_CLOCK_SPEED", "20"}}}
+                                              : draw_kill(place.directory.path, number, random);
     const int status = live_one_round(place, server, watch, number, plan);
     ASSERT_EQ(status, number == NB_KILLS ? 0 : 128 + SIGKILL);
     expect_sound(check);

@@ -10,8 +10,8 @@ namespace {
 // The sanitizer's runtime that this process runs with; empty: none.
 int find_runtime(struct dl_phdr_info* library, size_t /*size*/, void* found) {
   const char* name = std::strrchr(library->dlpi_name, '/');
-  if (name == nullptr || (std::strncmp(name, "/libasan", 8) != 0 &&
-                          std::strncmp(name, "/libtsan", 8) != 0)) {
+  if (name == nullptr ||
+      (std::strncmp(name, "/libasan", 8) != 0 && std::strncmp(name, "/libtsan", 8) != 0)) {
     return 0;
   }
   *static_cast<std::string*>(found) = library->dlpi_name;

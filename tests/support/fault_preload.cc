@@ -39,9 +39,9 @@ enum fault_call : uint32_t {
   CALL_READDIR,
   NB_CALLS,
 };
-constexpr const char* CALL_NAMES[NB_CALLS] = {
-    "open",   "create", "read",  "write", "fsync", "close",   "ftruncate",
-    "rename", "unlink", "mkdir", "rmdir", "stat",  "opendir", "readdir"};
+constexpr const char* CALL_NAMES[NB_CALLS] = {"open",  "create",    "read",    "write",  "fsync",
+                                              "close", "ftruncate", "rename",  "unlink", "mkdir",
+                                              "rmdir", "stat",      "opendir", "readdir"};
 
 constexpr size_t MAX_PATH_BYTES = 4'096;
 
@@ -177,7 +177,9 @@ void arm_faults() {
   const char* last = get_variable("WK_FAULT_LAST");
   plan.last = *last == '\0' ? plan.first : std::strtoul(last, nullptr, 10);
   const char* action = get_variable("WK_FAULT_ACTION");
-  plan.error = std::strcmp(action, "ENOSPC") == 0 ? ENOSPC : std::strcmp(action, "EIO") == 0 ? EIO : 0;
+  plan.error = std::strcmp(action, "ENOSPC") == 0 ? ENOSPC
+               : std::strcmp(action, "EIO") == 0  ? EIO
+                                                  : 0;
   plan.tears = std::strcmp(action, "tear") == 0;
   plan.no_sync = *get_variable("WK_FAULT_NO_SYNC") != '\0';
   plan.clock_speed = std::strtol(get_variable("WK_CLOCK_SPEED"), nullptr, 10);
