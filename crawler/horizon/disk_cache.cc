@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <bit>
+#include <cerrno>
 #include <cstdio>
 #include <cstring>
 
@@ -52,8 +53,8 @@ bool read_filter(disk_cache& cache, const std::string& bytes) {
 
 bool rebuild_filter(disk_cache& cache) {
   clear_disk_cache(cache);
-  if (!is_regular_file(cache.path)) return true;
   const line_reader_ptr reader = open_line_reader(cache.path);
+  if (reader == nullptr && errno == ENOENT) return true;
   if (reader == nullptr) {
     print_message("can't open disk cache");
     return false;

@@ -5,7 +5,6 @@
 #include <cerrno>
 
 #include "crawler/url/url_form.h"
-#include "wkstd/directory.h"
 #include "wkstd/error.h"
 #include "wkstd/file.h"
 #include "wkstd/text.h"
@@ -31,13 +30,13 @@ bool save_queues_and_pending(horizon& self) {
 
 bool restore_pending(horizon& self) {
   const std::string path = build_pending_path(self);
-  if (!is_regular_file(path)) return true;
   const line_reader_ptr reader = open_line_reader(path);
+  if (reader == nullptr) return errno == ENOENT;
   std::string_view line;
-  while (reader != nullptr && read_line(*reader, line)) {
+  while (read_line(*reader, line)) {
     if (is_acceptable_url(line)) push_nfrontier(self.frontier, line);
   }
-  return reader != nullptr && !reader->failed && ::unlink(path.c_str()) == 0;
+  return !reader->failed && ::unlink(path.c_str()) == 0;
 }
 
 }  // namespace

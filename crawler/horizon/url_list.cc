@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <bit>
+#include <cerrno>
 #include <utility>
 
 #include "crawler/url/url_form.h"
@@ -120,9 +121,8 @@ void clear_url_list(url_list& list) {
 }
 
 bool load_url_list(url_list& list, const char* too_many) {
-  if (!is_regular_file(list.path)) return true;
   const line_reader_ptr reader = open_line_reader(list.path);
-  if (reader == nullptr) return false;
+  if (reader == nullptr) return errno == ENOENT;
   uint64_t nb_line_bytes = 0;
   std::string_view line;
   while (read_line(*reader, line)) {

@@ -15,6 +15,7 @@ namespace wk {
 namespace {
 
 constexpr uint32_t MAX_PUSHES_BEFORE_RETRY = 1'000;
+constexpr uint32_t MAX_REFUSED_READS = 10;
 
 std::string build_spill_path(const url_queue& queue, uint32_t number) {
   return queue.path_prefix + std::to_string(number) + ".txt";
@@ -66,24 +67,32 @@ void recount_file(url_queue& queue, const std::string& path, uint32_t nb_read, b
       format_text("%s gave %u URLs instead of %u\n", path.c_str(), nb_read, queue.capacity));
 }
 
-// Reads the oldest file into the head and removes it. False when it is there but cannot be opened.
+void read_urls(line_reader& reader, std::vector<std::string>& urls) {
+  std::string_view line;
+  while (read_line(reader, line)) {
+    if (is_acceptable_url(line)) urls.emplace_back(line);
+  }
+}
+
+// Reads the oldest file into the head and removes it. False when it is there but cannot be read. A
+// file that opens and cannot be read to its end is tried again some times: the disk may recover.
 bool refill_head_from_file(url_queue& queue) {
   const std::string path = build_spill_path(queue, queue.files.front());
   const line_reader_ptr reader = open_line_reader(path);
   if (reader == nullptr && errno != ENOENT) return false;
+  std::vector<std::string> urls;
+  if (reader != nullptr) read_urls(*reader, urls);
+  const bool is_whole = reader != nullptr && !reader->failed;
+  if (reader != nullptr && !is_whole && ++queue.nb_refused_reads < MAX_REFUSED_READS) return false;
+  queue.nb_refused_reads = 0;
   queue.files.erase(queue.files.begin());
-  uint32_t nb_read = 0;
-  std::string_view line;
-  while (reader != nullptr && read_line(*reader, line)) {
-    if (!is_acceptable_url(line)) continue;
+  for (const std::string& url : urls) {
     // A file of more than a bufferful was spilled with a larger capacity.
-    if (!put_ring_buffer(queue.head, line)) {
-      spill_full_tail(queue);
-      put_beyond_ring_buffer(queue.tail, line);
-    }
-    ++nb_read;
+    if (put_ring_buffer(queue.head, url)) continue;
+    spill_full_tail(queue);
+    put_beyond_ring_buffer(queue.tail, url);
   }
-  recount_file(queue, path, nb_read, reader == nullptr || reader->failed);
+  recount_file(queue, path, static_cast<uint32_t>(urls.size()), !is_whole);
   ::unlink(path.c_str());
   return true;
 }
@@ -92,7 +101,7 @@ bool refill_head_from_file(url_queue& queue) {
 void refill_head(url_queue& queue) {
   while (queue.head.count == 0 && !queue.files.empty()) {
     if (refill_head_from_file(queue)) continue;
-    print_message(format_text("%s can't be opened, its URLs wait\n",
+    print_message(format_text("%s can't be read, its URLs wait\n",
                               build_spill_path(queue, queue.files.front()).c_str()));
     break;
   }
@@ -150,6 +159,7 @@ void clear_url_queue(url_queue& queue) {
   clear_ring_buffer(queue.head);
   clear_ring_buffer(queue.tail);
   queue.count = 0;
+  queue.nb_refused_reads = 0;
   queue.spill_at = 0;
 }
 

@@ -7,9 +7,9 @@
 // the whole tail when there is none. A spill file holds `capacity` URLs, one a line.
 //
 // No URL is lost to a full disk: what cannot be spilled stays in the tail, which then grows beyond
-// its capacity until a later spill succeeds. A file that cannot be opened at the moment stays in
-// the queue, and what is behind it is served meanwhile. Only what is gone from the disk is lost,
-// and that is said with the number of URLs.
+// its capacity until a later spill succeeds. A file that cannot be read at the moment stays in the
+// queue, and what is behind it is served meanwhile. Only what is gone from the disk is lost, or
+// cannot be read time and again, and that is said with the number of URLs.
 //
 // Threads: one at a time, under the horizon's lock.
 #pragma once
@@ -33,15 +33,16 @@ struct url_queue {
   ring_buffer tail;
   uint32_t count = 0;  // URLs in head, files and tail; each file counts `capacity` until it is read
 
-  uint32_t spill_at = 0;         // after a refused spill: the length of the tail to try again at
-  bool has_saved_files = false;  // head and tail files of an earlier save may be on disk
+  uint32_t nb_refused_reads = 0;  // of the oldest file, in a row
+  uint32_t spill_at = 0;          // after a refused spill: the length of the tail to try again at
+  bool has_saved_files = false;   // head and tail files of an earlier save may be on disk
 };
 
 void init_url_queue(url_queue& queue, const std::string& directory, uint32_t index,
                     uint32_t capacity);
 void push_url_queue(url_queue& queue, std::string_view url);
 // Takes the oldest URL. False when there is none within reach; count then tells whether there are
-// URLs in a file that cannot be opened. count may fall by more than one, or rise, when a file turns
+// URLs in a file that cannot be read. count may fall by more than one, or rise, when a file turns
 // out to hold less or more than a full buffer.
 [[nodiscard]] bool pop_url_queue(std::string& out, url_queue& queue);
 // Forgets every URL; leaves files alone.

@@ -249,7 +249,7 @@ TEST(frontier, goes_on_when_a_queue_gives_nothing) {
   EXPECT_EQ(h.ops->count_urls(*h.ops), 0u);
   EXPECT_TRUE(h.ops->is_exhausted(*h.ops));
   const std::string said = testing::internal::GetCapturedStderr();
-  const std::string waits = path + " can't be opened, its URLs wait\n";
+  const std::string waits = path + " can't be read, its URLs wait\n";
   EXPECT_EQ(said, waits + waits + alarm + path + " gave 0 URLs instead of 1\n");
 }
 

@@ -134,9 +134,9 @@ TEST(url_queue, waits_for_a_file_that_cannot_be_opened_at_the_moment) {
   EXPECT_EQ(pop(q, 9), "1 2 5");
   EXPECT_EQ(q.queue.count, 2u);
   EXPECT_EQ(pop(q, 1), "");
-  EXPECT_EQ(testing::internal::GetCapturedStderr(), path + " can't be opened, its URLs wait\n" +
-                                                        path + " can't be opened, its URLs wait\n" +
-                                                        path + " can't be opened, its URLs wait\n");
+  EXPECT_EQ(testing::internal::GetCapturedStderr(), path + " can't be read, its URLs wait\n" +
+                                                        path + " can't be read, its URLs wait\n" +
+                                                        path + " can't be read, its URLs wait\n");
   std::filesystem::rename(path + ".away", path);
   EXPECT_EQ(pop(q, 9), "3 4");
 }
