@@ -23,8 +23,8 @@ namespace {
 
 constexpr uint32_t NB_PAGES = 5'000;
 constexpr uint32_t NB_KILLS = 30;
-constexpr uint32_t NB_DEAD_LINKS = 2;  // of each page, to URLs that no other page links to
-constexpr uint32_t FILTER_BITS = 1'000'003;
+constexpr uint32_t NB_DEAD_LINKS = 8;     // of each page, to URLs that no other page links to
+constexpr uint32_t FILTER_BITS = 20'011;  // few: new URLs are often doubtful and have to be merged
 constexpr uint32_t NB_QUEUES = 7;
 
 std::string build_path(uint32_t page) { return "/p/" + std::to_string(page); }
@@ -94,9 +94,9 @@ struct kill_plan {
   environment_variables faults;
 };
 
-// Every other kill comes at a request, the rest in the midst of the work on files: on those of the
-// checkpoint, which is restored from first of all, on those of the next one, on the store. The
-// first waits until a checkpoint stands, for without one there is nothing to restore.
+// Every other kill comes at a request, the rest in the midst of the work on files: while a
+// checkpoint is written or restored from, while a document is stored. The first waits until a
+// checkpoint stands, for without one there is nothing to restore.
 kill_plan draw_kill(const std::string& base, uint32_t number, std::minstd_rand& random) {
   const auto draw = [&random](uint32_t least, uint32_t most) {
     return std::uniform_int_distribution<uint32_t>(least, most)(random);
@@ -104,16 +104,17 @@ kill_plan draw_kill(const std::string& base, uint32_t number, std::minstd_rand& 
   kill_plan plan;
   plan.faults = {{"WK_CLOCK_SPEED", "20"}, {"WK_FAULT_NO_SYNC", "1"}};
   if (number > 0 && number % 2 == 0) {
-    plan.at_request = draw(5, 400);
+    plan.at_request = draw(50, 500);
     return plan;
   }
+  const char* changing = "create,write,fsync,rename,unlink,mkdir,rmdir";
   const struct {
     const char* path;
     const char* calls;
     uint32_t most;
-  } places[] = {{"/check.new", "", 500},
+  } places[] = {{"/check", changing, 300},
                 {"/check", "", 300},
-                {"/check.new", "", 100},
+                {"/check", changing, 60},
                 {"/store/flatsite", "write", 300}};
   const auto& place = places[number / 2 % 4];
   plan.faults.emplace_back("WK_FAULT_ACTION", "tear");
