@@ -3,6 +3,8 @@
 #include <re2/re2.h>
 #include <re2/set.h>
 
+#include "wkfs/pattern_factor.h"
+
 namespace wk {
 namespace {
 
@@ -19,13 +21,25 @@ re2::StringPiece get_piece(std::string_view text) { return {text.data(), text.si
 
 constexpr int64_t SINGLE_PATTERN_BYTES = 8 << 20;
 
+std::unique_ptr<RE2> compile_all(const std::string& pattern) {
+  RE2::Options options = get_options(PATTERN_AUTOMATON_BYTES);
+  options.set_never_capture(true);
+  return std::make_unique<RE2>(pattern, options);
+}
+
+std::string join_patterns(std::span<const std::string> patterns) {
+  std::string all;
+  for (const std::string& pattern : patterns) all += (all.empty() ? "(?:" : "|(?:") + pattern + ")";
+  return all;
+}
+
 }  // namespace
 
 struct pattern_automaton {
   RE2::Set set;
-  // Each pattern on its own, for texts on which the set's automaton outgrows its memory. Made of
-  // the same patterns, so both give one answer.
-  std::vector<std::unique_ptr<RE2>> singles;
+  // The same patterns for texts on which the set's automaton outgrows its memory: slow, but within
+  // any memory.
+  std::unique_ptr<RE2> slow;
 
   pattern_automaton() : set(get_options(PATTERN_AUTOMATON_BYTES), RE2::ANCHOR_BOTH) {}
 };
@@ -43,11 +57,10 @@ bool is_valid_pattern(std::string_view pattern, std::string* fault) {
 pattern_automaton_ptr compile_pattern_automaton(std::span<const std::string> patterns) {
   if (patterns.empty()) return nullptr;
   std::shared_ptr<pattern_automaton> automaton(new pattern_automaton, destroy_pattern_automaton());
-  for (const std::string& pattern : patterns) {
-    if (automaton->set.Add(get_piece(pattern), nullptr) < 0) return nullptr;
-    automaton->singles.push_back(
-        std::make_unique<RE2>(get_piece(pattern), get_options(SINGLE_PATTERN_BYTES)));
-  }
+  automaton->slow = compile_all(factor_patterns(patterns));
+  if (!automaton->slow->ok()) automaton->slow = compile_all(join_patterns(patterns));
+  if (!automaton->slow->ok()) return nullptr;
+  if (automaton->set.Add(automaton->slow->pattern(), nullptr) < 0) return nullptr;
   if (!automaton->set.Compile()) return nullptr;
   return automaton;
 }
@@ -57,10 +70,7 @@ bool matches_pattern_automaton(const pattern_automaton& automaton, std::string_v
   std::vector<int>* no_indices = nullptr;
   if (automaton.set.Match(get_piece(text), no_indices, &error)) return true;
   if (error.kind == RE2::Set::kNoError) return false;
-  for (const std::unique_ptr<RE2>& single : automaton.singles) {
-    if (RE2::FullMatch(get_piece(text), *single)) return true;
-  }
-  return false;
+  return RE2::FullMatch(get_piece(text), *automaton.slow);
 }
 
 }  // namespace wk

@@ -1,0 +1,68 @@
+#include "wkfs/pattern_automaton.h"
+
+#include <gtest/gtest.h>
+#include <re2/re2.h>
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "wkfs/pattern_factor.h"
+
+namespace wk {
+namespace {
+
+TEST(factor_patterns, writes_a_common_beginning_once) {
+  const std::pair<std::vector<std::string>, const char*> cases[] = {
+      {{".*cat", ".*car"}, ".*ca(?:r|t)"},
+      {{"a"}, "a"},
+      {{"ab", "a", "ab"}, "a(?:|b)"},
+      {{"a+?x", "a+y"}, "(?:a+y|a+?x)"},
+      {{"[]a]*x", "[]a]*y"}, "[]a]*(?:x|y)"},
+      {{"(?:a|b)c", "(?:a|b)d"}, "(?:a|b)(?:c|d)"},
+      {{"\\x41a", "\\x41b", "\\x{41}c"}, "(?:\\x41(?:a|b)|\\x{41}c)"},
+      {{"ab|ac", "ad"}, "(?:ab|ac)|ad"},
+      {{"(?i)ab", "ac"}, "(?:(?i)ab)|ac"},
+      {{"a{2,3}x", "a{2,3}y", "a{2"}, "(?:a{2|a{2,3}(?:x|y))"},
+  };
+  for (const auto& [patterns, factored] : cases) EXPECT_EQ(factor_patterns(patterns), factored);
+}
+
+// Every subset of hard patterns answers as the patterns do one by one.
+TEST(matches_pattern_automaton, agrees_with_each_pattern_on_its_own) {
+  const std::vector<std::string> patterns = {
+      "a.*",       "a|b.*",     "(?i)aB+",  "\\Qa|b\\E", "[a\\]|(]+",         "a{1,2}b",
+      "(?P<n>a)b", "(?P<n>a)c", "\\x61\\.", "a\\|b",     "[[:alpha:]|]b",     "(a(b|c))*d",
+      "",          ".*\\.b",    "a{,2}",    "\xe9.",     "(?:a[)]|[^(]b\\))", "\\101"};
+  std::vector<std::string> texts = {"", "A", "a|b", "\xe9\n", "a)", "cb)", "a{,2}", "abacd", "aab"};
+  for (const char x : std::string("ab|].")) {
+    for (const char y : std::string("ab|].Bc")) texts.push_back({x, y});
+  }
+  re2::RE2::Options bytes;
+  bytes.set_encoding(re2::RE2::Options::EncodingLatin1);
+  bytes.set_dot_nl(true);
+  std::vector<std::unique_ptr<re2::RE2>> singles;
+  for (const std::string& pattern : patterns) {
+    singles.push_back(std::make_unique<re2::RE2>(pattern, bytes));
+    ASSERT_TRUE(singles.back()->ok()) << pattern;
+  }
+  for (uint32_t subset = 1; subset < 1u << patterns.size(); subset += 137) {
+    std::vector<std::string> chosen;
+    for (size_t i = 0; i < patterns.size(); ++i) {
+      if ((subset >> i & 1) != 0) chosen.push_back(patterns[i]);
+    }
+    const pattern_automaton_ptr all = compile_pattern_automaton(chosen);
+    ASSERT_NE(all, nullptr) << factor_patterns(chosen);
+    for (const std::string& text : texts) {
+      bool expected = false;
+      for (size_t i = 0; i < patterns.size(); ++i) {
+        if ((subset >> i & 1) != 0) expected |= re2::RE2::FullMatch(text, *singles[i]);
+      }
+      ASSERT_EQ(matches_pattern_automaton(*all, text), expected)
+          << factor_patterns(chosen) << " on " << testing::PrintToString(text);
+    }
+  }
+}
+
+}  // namespace
+}  // namespace wk
