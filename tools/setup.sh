@@ -11,6 +11,8 @@ packages=(
   libgtest-dev libgmock-dev libbenchmark-dev clang-format-14 clang-tidy-14 python3-minimal curl
   # a web server and a real site for the demo, the tests and the benchmark
   nginx-light python3-doc
+  # a real proxy to crawl through
+  tinyproxy-bin
 )
 
 missing=()

@@ -1,48 +1,11 @@
 #include "tests/support/nginx_server.h"
 
-#include <arpa/inet.h>
-#include <netinet/in.h>
-#include <poll.h>
-#include <sys/socket.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
-#include <cstdio>
-#include <cstdlib>
+#include "tests/support/loopback_port.h"
 
 namespace wk {
 namespace {
-
-struct sockaddr_in get_loopback_address(uint32_t port) {
-  struct sockaddr_in address {};
-  address.sin_family = AF_INET;
-  address.sin_port = htons(static_cast<uint16_t>(port));
-  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  return address;
-}
-
-// nginx can't let the system choose its port, so one that is free now is found for it.
-uint32_t find_free_port() {
-  const int handle = ::socket(AF_INET, SOCK_STREAM, 0);
-  struct sockaddr_in address = get_loopback_address(0);
-  socklen_t length = sizeof address;
-  if (::bind(handle, reinterpret_cast<struct sockaddr*>(&address), length) != 0 ||
-      ::getsockname(handle, reinterpret_cast<struct sockaddr*>(&address), &length) != 0) {
-    std::perror("find_free_port");
-    std::abort();
-  }
-  ::close(handle);
-  return ntohs(address.sin_port);
-}
-
-bool answers(uint32_t port) {
-  const int handle = ::socket(AF_INET, SOCK_STREAM, 0);
-  const struct sockaddr_in address = get_loopback_address(port);
-  const bool connected =
-      ::connect(handle, reinterpret_cast<const struct sockaddr*>(&address), sizeof address) == 0;
-  ::close(handle);
-  return connected;
-}
 
 std::string build_configuration(const nginx_server& server, const std::string& root) {
   const std::string& base = server.directory.path;
@@ -68,13 +31,7 @@ nginx_server::nginx_server(const std::string& root) : port(find_free_port()) {
   program_setup setup;
   setup.arguments = {"/usr/sbin/nginx", "-p", directory.path, "-c", configuration};
   program = start_program(setup, directory.path);
-  while (!answers(port)) {
-    if (::waitpid(program.pid, nullptr, WNOHANG) != 0) {
-      std::fputs(read_test_file(program.errors_path).c_str(), stderr);
-      std::abort();
-    }
-    ::poll(nullptr, 0, 10);
-  }
+  wait_until_program_answers(program, port);
 }
 
 std::string read_nginx_access_log(const nginx_server& server) {
