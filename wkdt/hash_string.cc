@@ -115,6 +115,10 @@ void destroy_hash_string::operator()(hash_string* table) const { delete table; }
 
 uint32_t insert_hash_string(hash_string& table, std::string_view key, uint32_t value) {
   if (value >= HASH_STRING_NOT_FOUND) print_message("number is too big");
+  return set_hash_string(table, key, value);
+}
+
+uint32_t set_hash_string(hash_string& table, std::string_view key, uint32_t value) {
   const uint32_t bucket = hash_key(table, key);
   if (hash_string_entry* known = find_entry(table, bucket, key); known != nullptr) {
     known->value = value;
@@ -138,6 +142,18 @@ uint32_t lookup_hash_string(std::string_view key, const hash_string& table) {
 }
 
 uint32_t count_hash_string(const hash_string& table) { return table.count; }
+
+// Every bucket is looked at: a table that was read from a file lists no used ones.
+void visit_hash_string(const hash_string& table,
+                       void (*visit)(std::string_view key, uint32_t value, void* context),
+                       void* context) {
+  for (uint32_t bucket = 0; bucket < table.nb_buckets; ++bucket) {
+    for (const hash_string_entry* entry = table.buckets[bucket]; entry != nullptr;
+         entry = entry->next) {
+      visit({entry->key, entry->key_length - 1}, entry->value, context);
+    }
+  }
+}
 
 void clear_hash_string(hash_string& table) {
   for (const uint32_t bucket : table.used_buckets) {

@@ -28,9 +28,15 @@ using hash_string_ptr = std::unique_ptr<hash_string, destroy_hash_string>;
 // Enters key or replaces its value. Answers the number of keys: for a key that was absent, its own
 // number, the first being 1. A value of 100,000,000 or more prints "number is too big".
 uint32_t insert_hash_string(hash_string& table, std::string_view key, uint32_t value);
+// The same for values that may be of any size: nothing is printed.
+uint32_t set_hash_string(hash_string& table, std::string_view key, uint32_t value);
 // The value of key, or HASH_STRING_NOT_FOUND when it is absent or empty.
 [[nodiscard]] uint32_t lookup_hash_string(std::string_view key, const hash_string& table);
 [[nodiscard]] uint32_t count_hash_string(const hash_string& table);
 void clear_hash_string(hash_string& table);
+// Calls visit for every key, in no order that means anything. visit must not change the table.
+void visit_hash_string(const hash_string& table,
+                       void (*visit)(std::string_view key, uint32_t value, void* context),
+                       void* context);
 
 }  // namespace wk

@@ -40,7 +40,8 @@ void skt_cleanup();
 // "Socket error: %s:%d\n" to standard error; an empty host and a port outside 1 to 65535 fail.
 [[nodiscard]] int skt_open_with_timeout(const char* host, uint32_t port, const skt_terms& terms);
 [[nodiscard]] int skt_open(const char* host, uint32_t port);
-// Listens on one address ("127.0.0.1"); port 0 lets the system choose one. -1 on failure.
+// Listens on one address, in digits ("127.0.0.1") or a name; port 0 lets the system choose one. -1
+// on failure.
 [[nodiscard]] int skt_listen(const char* address, uint32_t port);
 // The port that a listening socket is bound to; 0 on failure.
 [[nodiscard]] uint32_t skt_get_bound_port(int handle);
@@ -83,6 +84,16 @@ size_t skt_read_until_quiet(std::string& out, int handle, const skt_terms& terms
 // SKT_NO_WAIT_US makes no wait.
 [[nodiscard]] int64_t skt_read_all(std::string& out, int handle, const skt_terms& terms,
                                    size_t max_bytes = SIZE_MAX);
+
+// Without any wait, for a thread that serves many clients and polls their sockets itself.
+constexpr int64_t SKT_WOULD_WAIT = -2;
+// The next client that waits, or -1; errno is EAGAIN when none does. handle never blocks from then
+// on. Closing the client's socket never waits for what the client has not taken.
+[[nodiscard]] int skt_accept_now(int handle, uint32_t* address);
+// The number of bytes, SKT_WOULD_WAIT, or -1; 0 received bytes mean that the peer has closed.
+[[nodiscard]] int64_t skt_recv_now(char* buffer, size_t count, int handle);
+[[nodiscard]] int64_t skt_send_now(int handle, std::string_view bytes);
+void skt_end_sending(int handle);  // the peer hears that nothing more comes
 
 // With a limit of 0 no wait precedes these.
 void skt_send_uint32(int handle, uint32_t value);

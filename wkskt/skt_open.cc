@@ -144,7 +144,8 @@ int skt_open(const char* host, uint32_t port) { return skt_open_with_timeout(hos
 
 int skt_listen(const char* address, uint32_t port) {
   struct in_addr host {};
-  if (port > MAX_PORT || ::inet_pton(AF_INET, address, &host) != 1) return -1;
+  if (port > MAX_PORT) return -1;
+  if (!look_up(address, AI_NUMERICHOST, host) && !look_up(address, 0, host)) return -1;
   const int handle = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
   if (handle < 0) return -1;
   const struct linger one_second = {1, 1};

@@ -1,23 +1,14 @@
 #include "wkstd/error.h"
 
-#include <unistd.h>
-
-#include <cerrno>
 #include <cstdlib>
 #include <cstring>
 
+#include "wkstd/terminal_line.h"
 #include "wkstd/text.h"
 
 namespace wk {
 
-void print_message(std::string_view text) {
-  while (!text.empty()) {
-    const ssize_t written = ::write(STDERR_FILENO, text.data(), text.size());
-    if (written < 0 && errno == EINTR) continue;
-    if (written <= 0) return;  // nobody listens; there is no other place to say so
-    text.remove_prefix(static_cast<size_t>(written));
-  }
-}
+void print_message(std::string_view text) { write_above_terminal_line(text); }
 
 std::string get_system_error_text(int error_number) {
   char text[128];
@@ -32,6 +23,7 @@ int report_error(uint32_t code, std::string_view text) {
       print_message(format_text("WARNING: %.*s\n", static_cast<int>(text.size()), text.data()));
       break;
     case ERROR_MEMORY_LIMIT:
+      close_terminal_line();
       print_message("MEMORY LIMIT\n");
       std::exit(1);
     case ERROR_MESSAGE:
@@ -45,6 +37,7 @@ int report_error(uint32_t code, std::string_view text) {
 }
 
 void report_fatal_error(std::string_view text) {
+  close_terminal_line();
   print_message(format_text("ERROR: %.*s\n", static_cast<int>(text.size()), text.data()));
   std::exit(1);
 }
