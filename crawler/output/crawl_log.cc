@@ -40,6 +40,8 @@ void write_log(Log& log, uint32_t level, std::string_view fields, std::string_vi
   if (text.data() == nullptr || !is_wanted(log, level)) return;
   const std::lock_guard guard(log.lock);
   log.ops->write(log, fields.empty() ? "x-comment" : fields, text);
+  log.nb_records.store(log.nb_records.load(std::memory_order_relaxed) + 1,
+                       std::memory_order_relaxed);
 }
 
 void write_formatted_log(Log& log, uint32_t level, std::string_view fields, const char* format,
@@ -64,6 +66,10 @@ void flush_log(Log& log) {
   if (log.ops->flush == nullptr) return;
   const std::lock_guard guard(log.lock);
   log.ops->flush(log);
+}
+
+uint64_t get_nb_records_log(const Log& log) {
+  return log.nb_records.load(std::memory_order_relaxed);
 }
 
 void save_log(const Log& log, std::string& stream) {

@@ -12,6 +12,8 @@
 //   <the content>
 //   FLATSITE_END                     a line feed of its own stands before it
 //
+// Header records (header_record.h) may stand among them; they count towards no limit.
+//
 // With a page limit of 1 a file holds one bare content and nothing else. A file ends with the
 // document that reaches one of its limits; a page that only sends the browser elsewhere (meta
 // refresh) counts towards neither.
@@ -25,6 +27,7 @@
 #include <vector>
 
 #include "crawler/output/flatsite_tail.h"
+#include "crawler/output/header_record.h"
 #include "crawler/output/url_hold.h"
 #include "wkstd/clock.h"
 #include "wkstd/directory.h"
@@ -170,6 +173,25 @@ int store_document_flatsite(url_hold& base, const stored_document& document) {
   return 1;
 }
 
+// With one document a file nothing but the body and its two line feeds is written.
+int store_headers_flatsite(url_hold& base, const stored_headers& exchange) {
+  auto& hold = static_cast<flatsite_url_hold&>(base);
+  const std::string_view body = choose_header_record_body(exchange);
+  if (body.empty()) return 0;
+  if (needs_next_file(hold)) open_next_file(hold);
+  if (hold.file == nullptr) return 0;
+  hold.head.clear();
+  if (!hold.one_document_per_file) {
+    build_header_record_head(exchange, get_wall_time_seconds(), hold.head);
+  }
+  if (!append_record_output_file(*hold.file, {hold.head, body, "\n\n"})) {
+    note_refused_document(hold);
+    return 0;
+  }
+  note_stored_document(hold);
+  return 1;
+}
+
 // The number to go on with: that of the store files that are there. Where lower ones were taken
 // away the highest number counts, so that no file is begun anew.
 uint32_t find_last_number(const flatsite_url_hold& hold) {
@@ -238,6 +260,7 @@ constexpr url_hold_ops FLATSITE_URL_HOLD_OPS = {
     .obj_type = T_FLATSITE_URL_HOLD_OBJ,
     .destroy = destroy_flatsite,
     .store_document = store_document_flatsite,
+    .store_headers = store_headers_flatsite,
     .resume = resume_flatsite,
     .save = save_flatsite,
     .load = load_flatsite,

@@ -39,6 +39,8 @@ void write_log(Log& log, uint32_t level, std::string_view fields, std::string_vi
 void write_formatted_log(Log& log, uint32_t level, std::string_view fields, const char* format, ...)
     __attribute__((format(printf, 4, 5)));
 void flush_log(Log& log);
+[[nodiscard]] uint64_t get_nb_records_log(
+    const Log& log);  // given to the log's kind; takes no lock
 // Appends the log's image: tag, and for a file log 1, path and append switch.
 void save_log(const Log& log, std::string& stream);
 // Cuts a log's image off the front of stream. False, and stream is left alone, for other bytes.

@@ -26,7 +26,8 @@ struct Log {
   // Written under the lock, read without it: a record on its way when the filter changes may still
   // be judged by the earlier one.
   std::atomic<uint32_t> filter{LOG_DEFAULT_FILTER};
-  std::mutex lock;  // guards what the kind keeps
+  std::atomic<uint64_t> nb_records{0};  // written under the lock, read without it
+  std::mutex lock;                      // guards what the kind keeps
 };
 
 }  // namespace wk

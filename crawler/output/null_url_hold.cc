@@ -10,6 +10,7 @@ constexpr url_hold_ops NULL_URL_HOLD_OPS = {
     .obj_type = T_NULL_URL_HOLD_OBJ,
     .destroy = destroy_null_url_hold,
     .store_document = nullptr,
+    .store_headers = nullptr,
     .resume = nullptr,
     .save = nullptr,
     .load = nullptr,

@@ -42,6 +42,12 @@ void set_page_limit_quota(quota& record, uint32_t pages) {
   set_word(record.has_page_limit, 1);
 }
 
+void switch_limits_quota(quota& record, bool has_page_limit, bool has_mb_limit) {
+  const std::unique_lock guard(record.lock);
+  set_word(record.has_page_limit, has_page_limit ? 1 : 0);
+  set_word(record.has_mb_limit, has_mb_limit ? 1 : 0);
+}
+
 void add_document_quota(quota& record, uint32_t length_bytes) {
   const std::unique_lock guard(record.lock);
   if (get_word(record.has_page_limit) != 0) set_word(record.pages, get_word(record.pages) + 1);

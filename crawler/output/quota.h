@@ -25,6 +25,8 @@ struct quota {
 
 void set_mb_limit_quota(quota& record, uint32_t megabytes);
 void set_page_limit_quota(quota& record, uint32_t pages);
+// Which of the limits count; the limits themselves stay.
+void switch_limits_quota(quota& record, bool has_page_limit, bool has_mb_limit);
 void add_document_quota(quota& record, uint32_t length_bytes);
 [[nodiscard]] bool is_exceeded_quota(const quota& record);
 void reset_quota(quota& record);  // the counts; flags and limits stay

@@ -1,285 +1,285 @@
 #include "crawler/output/url_hold.h"
 
 #include <gtest/gtest.h>
-#include <sys/stat.h>
+#include <unistd.h>
 
 #include <filesystem>
+#include <map>
 #include <string>
 #include <thread>
+#include <tuple>
 #include <vector>
 
+#include "crawler/output/flatsite_tail.h"
 #include "tests/crawler/output/log_without_times.h"
 #include "tests/support/full_disk.h"
 #include "tests/support/temp_directory.h"
 #include "wkstd/clock.h"
-#include "wkstd/directory.h"
 
 namespace wk {
 namespace {
 
-// A flatsite store in a directory of its own, with the log that hears of its troubles.
-struct flatsite_fixture {
-  temp_directory directory;
-  std::string store_path = make_directory(directory, "store");
-  std::string log_path = directory.path + "/log";
-  log_ptr log = open_file_log(log_path, false);
-  url_hold_ptr hold = create_flatsite_url_hold(store_path, log.get());
-  quota crawl_quota;
+using store_files = std::map<std::string, std::string>;
 
-  int store(std::string_view content) {
-    const stored_document document{.url = "http://h/",
-                                   .type_name = "html",
-                                   .title = {},
-                                   .character_set = {},
-                                   .content = content};
-    return store_document_url_hold(*hold, document, crawl_quota);
-  }
-  std::string read_file(int number) const {
-    return read_test_file(store_path + "/flatsite-" + std::to_string(number));
-  }
-  std::vector<std::string> list_store() const {
-    std::vector<std::string> names;
-    EXPECT_TRUE(list_files(store_path, names));
-    return names;
-  }
-  std::string read_log() const {  // what stands behind the log's head
-    flush_log(*log);
-    const std::string bytes = read_log_without_times(log_path);
-    return bytes.substr(bytes.find("Webcrawler\n") + 11);
-  }
-};
+stored_document build_document(std::string_view content) {
+  return {.url = "http://h/",
+          .type_name = "html",
+          .title = {},
+          .character_set = {},
+          .content = content};
+}
 
 std::string build_record(const std::string& content) {
   return "FLATSITE_START\nDB_DOC_URL=http://h/\nDB_DOC_TYPE=html\nDB_DOC_LEN=" +
          std::to_string(content.size()) + "\n" + content + "\nFLATSITE_END\n";
 }
 
+// A flatsite store in a directory of its own, with the log that hears of its troubles.
+struct flatsite_fixture {
+  temp_directory directory;
+  std::string store_path = make_directory(directory, "store");
+  log_ptr log = open_file_log(directory.path + "/log", false);
+  url_hold_ptr hold = create_flatsite_url_hold(store_path, log.get());
+  quota crawl_quota;
+
+  explicit flatsite_fixture(int32_t pages_a_file = 0) {
+    set_page_quota_flatsite_url_hold(*hold, pages_a_file);
+  }
+  int store(std::string_view content) {
+    return store_document_url_hold(*hold, build_document(content), crawl_quota);
+  }
+  // Number of a file, or its name when it is another's -> bytes.
+  store_files read() const {
+    store_files files;
+    for (const auto& entry : std::filesystem::directory_iterator(store_path)) {
+      const std::string name = entry.path().filename();
+      files[name.substr(name.starts_with("flatsite-") ? 9 : 0)] = read_test_file(entry.path());
+    }
+    return files;
+  }
+  std::string read_log() const {  // what stands behind the log's head
+    flush_log(*log);
+    return read_log_without_times(directory.path + "/log").substr(45);
+  }
+};
+
+std::string build_log_record(const std::string& text) {
+  return "#Fields: date time s-status s-comment\nT " + text + "\n\n";
+}
+
 TEST(flatsite_url_hold, writes_records_byte_for_byte) {
   const std::string bytes("a\0\xff\nFLATSITE_END\n", 17);
-  const std::tuple<stored_document, std::string> cases[] = {
-      {{.url = "http://h/1",
-        .type_name = "raw",
-        .title = "A title",
-        .character_set = "utf-8",
-        .date = 951'782'400,
-        .content = bytes},
-       "FLATSITE_START\nDB_DOC_URL=http://h/1\nDB_DOC_DATE=20000229\nWK_CRAWLER_DATE=N\n"
-       "DB_DOC_TITLE=A title\nDB_DOC_TYPE=raw\nDB_DOC_LEN=17\n" +
-           bytes + "\nFLATSITE_END\n"},
-      {{.url = "http://h/2",
-        .type_name = {},
-        .title = {},
-        .character_set = {},
-        .date = 0,
-        .content = "x"},
-       "FLATSITE_START\nDB_DOC_URL=http://h/2\nDB_DOC_LEN=1\nx\nFLATSITE_END\n"},
-      {{.url = {}, .type_name = {}, .title = {}, .character_set = {}, .date = -5, .content = "y"},
-       "FLATSITE_START\nDB_DOC_URL=\nDB_DOC_LEN=1\ny\nFLATSITE_END\n"},
+  const stored_document documents[] = {
+      {"http://h/", "raw", "A title", "utf-8", 951'782'400, bytes},
+      {"", "", "", "", -5, "y"},
+      {"not stored", "", "", "", 0, ""},
   };
   flatsite_fixture fixture;
-  std::string expected;
   const uint32_t before = get_wall_time_seconds();
-  for (const auto& [document, record] : cases) {
-    EXPECT_EQ(store_document_url_hold(*fixture.hold, document, fixture.crawl_quota), 1);
-    expected += record;
+  for (const stored_document& document : documents) {
+    const int stored = store_document_url_hold(*fixture.hold, document, fixture.crawl_quota);
+    EXPECT_EQ(stored, document.content.empty() ? 0 : 1);
   }
-  EXPECT_EQ(fixture.store(""), 0);
-  EXPECT_EQ(get_nb_stored_url_hold(*fixture.hold), std::size(cases));
-
-  std::string written = fixture.read_file(1);
+  std::string written = fixture.read()["1"];
   const size_t date_at = written.find("WK_CRAWLER_DATE=") + 16;
   const size_t date_length = written.find('\n', date_at) - date_at;
   const uint64_t date = std::stoull(written.substr(date_at, date_length));
   EXPECT_TRUE(before <= date && date <= get_wall_time_seconds());
-  EXPECT_EQ(written.replace(date_at, date_length, "N"), expected);
-  struct stat facts {};
-  ASSERT_EQ(::stat((fixture.store_path + "/flatsite-1").c_str(), &facts), 0);
-  EXPECT_EQ(facts.st_mode & 0777, 0600u);
+  EXPECT_EQ(written.replace(date_at, date_length, "N"),
+            "FLATSITE_START\nDB_DOC_URL=http://h/\nDB_DOC_DATE=20000229\nWK_CRAWLER_DATE=N\n"
+            "DB_DOC_TITLE=A title\nDB_DOC_TYPE=raw\nDB_DOC_LEN=17\n" +
+                bytes +
+                "\nFLATSITE_END\nFLATSITE_START\nDB_DOC_URL=\nDB_DOC_LEN=1\ny\nFLATSITE_END\n");
 }
 
-TEST(flatsite_url_hold, starts_the_next_file_behind_a_full_one) {
-  flatsite_fixture fixture;
-  set_page_quota_flatsite_url_hold(*fixture.hold, 2);
-  set_mb_quota_flatsite_url_hold(*fixture.hold, 1);
-  const std::string megabyte(1'048'576, 'm');
-  for (const std::string& content : {std::string("1"), std::string("2"), megabyte, std::string("4"),
-                                     std::string("5"), std::string("6")}) {
-    EXPECT_EQ(fixture.store(content), 1);
+TEST(flatsite_url_hold, ends_a_file_at_its_limits_and_starts_each_anew) {
+  const std::string mega(1'048'576, 'm'), refresh = "http-equiv=\"refresh\"";
+  const std::string one = build_record("1");
+  const std::tuple<const char*, int32_t, int32_t, std::vector<std::string>, store_files> cases[] = {
+      // name, pages and megabytes of a file, documents, files
+      {"no limits above zero", 0, -1, {"1", "1", "1"}, {{"1", one + one + one}}},
+      {"pages", 2, 0, {"1", "1", "1"}, {{"1", one + one}, {"2", one}}},
+      {"megabytes", 9, 1, {"1", mega, "1"}, {{"1", one + build_record(mega)}, {"2", one}}},
+      {"a file each, bare", 1, 0, {"a", refresh, "b"}, {{"1", "a"}, {"2", refresh}, {"3", "b"}}},
+  };
+  for (const auto& [name, pages, megabytes, documents, files] : cases) {
+    SCOPED_TRACE(name);
+    flatsite_fixture fixture(pages);
+    set_mb_quota_flatsite_url_hold(*fixture.hold, megabytes);
+    write_test_file(fixture.store_path + "/flatsite-1", "what an earlier crawl left");
+    for (const std::string& content : documents) EXPECT_EQ(fixture.store(content), 1);
+    EXPECT_TRUE(fixture.read() == files);
   }
-  EXPECT_EQ(fixture.read_file(1), build_record("1") + build_record("2"));
-  EXPECT_TRUE(fixture.read_file(2) == build_record(megabyte));
-  EXPECT_EQ(fixture.read_file(3), build_record("4") + build_record("5"));
-  EXPECT_EQ(fixture.read_file(4), build_record("6"));
-  EXPECT_EQ(fixture.list_store().size(), 4u);
 }
 
 TEST(flatsite_url_hold, counts_no_refresh_page_towards_a_file) {
-  const std::pair<const char*, bool> cases[] = {
-      {R"(<meta HTTP-EQUIV="refresh">)", true},  {R"(<meta HTTP-EQUIV="Refresh">)", true},
-      {R"(<meta http-equiv="Refresh">)", true},  {R"(efresh" http-equiv="refresh" efresh")", true},
-      {R"(http-equiv="refresh")", true},         {R"(<meta Http-Equiv="refresh">)", false},
-      {R"(<meta http-equiv="REFRESH">)", false}, {R"(<meta http-equiv='refresh'>)", false},
-      {R"(<meta http-equiv="refresh)", false},   {R"(efresh")", false},
-  };
-  for (const auto& [content, is_refresh] : cases) {
-    SCOPED_TRACE(content);
-    flatsite_fixture fixture;
-    set_page_quota_flatsite_url_hold(*fixture.hold, 2);
+  const char* const refreshes[] = {R"(HTTP-EQUIV="refresh")", R"(HTTP-EQUIV="Refresh")",
+                                   R"(http-equiv="Refresh")", R"(efresh"http-equiv="refresh")"};
+  const char* const others[] = {R"(Http-Equiv="refresh")", R"(http-equiv="REFRESH")",
+                                R"(http-equiv='refresh')", R"(http-equiv="refresh)", R"(efresh")"};
+  for (const char* content : refreshes) {
+    flatsite_fixture fixture(2);
     for (const char* text : {content, content, "x"}) EXPECT_EQ(fixture.store(text), 1);
-    EXPECT_EQ(fixture.list_store().size(), is_refresh ? 1u : 2u);
+    EXPECT_EQ(fixture.read().size(), 1u) << content;
   }
-}
-
-TEST(flatsite_url_hold, puts_each_document_bare_into_its_own_file) {
-  flatsite_fixture fixture;
-  write_test_file(fixture.store_path + "/flatsite-1", "what an earlier crawl left");
-  set_page_quota_flatsite_url_hold(*fixture.hold, 1);
-  const std::string contents[] = {"1", R"(http-equiv="refresh")", "3"};
-  for (const std::string& content : contents) EXPECT_EQ(fixture.store(content), 1);
-  for (int i = 0; i < 3; ++i) EXPECT_EQ(fixture.read_file(i + 1), contents[i]);
-  EXPECT_EQ(fixture.list_store().size(), 3u);
-}
-
-TEST(flatsite_url_hold, takes_limits_above_zero_only) {
-  flatsite_fixture fixture;
-  set_page_quota_flatsite_url_hold(*fixture.hold, 0);
-  set_mb_quota_flatsite_url_hold(*fixture.hold, -1);
-  for (int i = 0; i < 3; ++i) EXPECT_EQ(fixture.store("x"), 1);
-  EXPECT_EQ(fixture.read_file(1), build_record("x") + build_record("x") + build_record("x"));
-}
-
-TEST(url_hold, stores_nothing_beyond_the_quota_of_the_crawl) {
-  flatsite_fixture fixture;
-  set_page_limit_quota(fixture.crawl_quota, 2);
-  for (const int stored : {1, 1, 0, 0}) EXPECT_EQ(fixture.store("x"), stored);
-  EXPECT_EQ(get_nb_stored_url_hold(*fixture.hold), 2u);
-  EXPECT_EQ(fixture.read_file(1), build_record("x") + build_record("x"));
+  for (const char* content : others) {
+    flatsite_fixture fixture(2);
+    for (const char* text : {content, content, "x"}) EXPECT_EQ(fixture.store(text), 1);
+    EXPECT_EQ(fixture.read().size(), 2u) << content;
+  }
 }
 
 TEST(flatsite_url_hold, says_which_file_does_not_open_and_tries_the_next) {
   flatsite_fixture fixture;
+  set_page_limit_quota(fixture.crawl_quota, 2);
   std::filesystem::create_directory(fixture.store_path + "/flatsite-1");
-  EXPECT_EQ(fixture.store("x"), 0);
-  EXPECT_EQ(fixture.read_log(),
-            "#Fields: date time s-status s-comment\nT 500 Error opening document store file: '" +
-                fixture.store_path + "/flatsite-1'\n\n");
-  EXPECT_EQ(fixture.store("x"), 1);
-  EXPECT_EQ(fixture.read_file(2), build_record("x"));
-  EXPECT_EQ(get_nb_stored_url_hold(*fixture.hold), 1u);
+  for (const int stored : {0, 1, 1, 0}) EXPECT_EQ(fixture.store("x"), stored);  // 2 for the crawl
+  EXPECT_EQ(fixture.read()["2"], build_record("x") + build_record("x"));
+  const std::string said = "Error opening document store file: '" + fixture.store_path;
+  EXPECT_EQ(fixture.read_log(), build_log_record("500 " + said + "/flatsite-1'"));
 
   testing::internal::CaptureStderr();
-  const stored_document document{
-      .url = "u", .type_name = {}, .title = {}, .character_set = {}, .content = "x"};
   const url_hold_ptr unlogged = create_flatsite_url_hold(fixture.store_path + "/none", nullptr);
-  EXPECT_EQ(store_document_url_hold(*unlogged, document, fixture.crawl_quota), 0);
-  EXPECT_EQ(testing::internal::GetCapturedStderr(),
-            "Error opening document store file: '" + fixture.store_path + "/none/flatsite-1'\n");
+  quota unlimited;
+  EXPECT_EQ(store_document_url_hold(*unlogged, build_document("x"), unlimited), 0);
+  EXPECT_EQ(testing::internal::GetCapturedStderr(), said + "/none/flatsite-1'\n");
 }
 
 TEST(flatsite_url_hold, keeps_and_counts_only_what_a_full_disk_took) {
-  for (const bool one_document_per_file : {false, true}) {
-    SCOPED_TRACE(one_document_per_file);
-    flatsite_fixture fixture;
+  const std::string records[] = {build_record("1"), build_record("2"), build_record("3")};
+  const std::tuple<int32_t, const char*, store_files> cases[] = {
+      {2, "/flatsite-1'", {{"1", records[0] + records[1]}, {"2", records[2]}}},
+      {1, "/flatsite-2'", {{"1", "1"}, {"2", "2"}, {"3", "3"}}},
+  };
+  for (const auto& [pages, failed, files] : cases) {
+    flatsite_fixture fixture(pages);
     set_page_limit_quota(fixture.crawl_quota, 3);
-    set_page_quota_flatsite_url_hold(*fixture.hold, one_document_per_file ? 1 : 2);
-    EXPECT_EQ(fixture.store("first"), 1);
+    EXPECT_EQ(fixture.store("1"), 1);
     {
       const full_disk disk(1'000);
       for (int i = 0; i < 4; ++i) EXPECT_EQ(fixture.store(std::string(2'000, 'x')), 0);
     }
     EXPECT_EQ(get_nb_stored_url_hold(*fixture.hold), 1u);
-    EXPECT_EQ(fixture.store("second"), 1);
-    EXPECT_EQ(fixture.store("third"), 1);
+    for (const char* content : {"2", "3"}) EXPECT_EQ(fixture.store(content), 1);
     EXPECT_EQ(fixture.store("beyond the quota of the crawl"), 0);
-    const std::string failed =
-        fixture.store_path + (one_document_per_file ? "/flatsite-2'" : "/flatsite-1'");
-    std::string said =
-        "#Fields: date time s-status s-comment\nT 500 Error writing document store file: '";
-    said += failed;
-    said += " (File too large); documents are not stored until it can be written again\n\n";
-    said += "#Fields: date time s-status s-comment\nT 200 Document store file '";
-    said += failed;
-    said += " can be written again; documents that were not stored: 4\n\n";
-    EXPECT_EQ(fixture.read_log(), said);
-    const std::vector<std::string> expected =
-        one_document_per_file
-            ? std::vector<std::string>{"first", "second", "third"}
-            : std::vector<std::string>{build_record("first") + build_record("second"),
-                                       build_record("third")};
-    ASSERT_EQ(fixture.list_store().size(), expected.size());
-    for (size_t i = 0; i < expected.size(); ++i) {
-      EXPECT_EQ(fixture.read_file(static_cast<int>(i) + 1), expected[i]);
-    }
+    const std::string path = "'" + fixture.store_path + failed;
+    EXPECT_EQ(fixture.read_log(),
+              build_log_record("500 Error writing document store file: " + path +
+                               " (File too large); documents are not stored until it can be "
+                               "written again") +
+                  build_log_record("200 Document store file " + path +
+                                   " can be written again; documents that were not stored: 4"));
+    EXPECT_EQ(fixture.read(), files);
   }
 }
 
 TEST(flatsite_url_hold, keeps_records_of_many_threads_whole) {
-  constexpr size_t nb_threads = 4;
-  constexpr size_t nb_documents = 100;
-  flatsite_fixture fixture;
-  set_page_quota_flatsite_url_hold(*fixture.hold, 50);
+  flatsite_fixture fixture(50);
   {
     std::vector<std::jthread> threads;
-    threads.reserve(nb_threads);
-    for (size_t t = 0; t < nb_threads; ++t) {
-      threads.emplace_back([&fixture, t] {
-        const std::string content(1'000, static_cast<char>('a' + t));
-        for (size_t i = 0; i < nb_documents; ++i) {
-          fixture.store(content);
-          (void)get_nb_stored_url_hold(*fixture.hold);
-        }
+    for (const char letter : {'a', 'b', 'c', 'd'}) {
+      threads.emplace_back([&fixture, letter] {
+        for (int i = 0; i < 100; ++i) fixture.store(std::string(1'000, letter));
+        (void)is_exceeded_quota(fixture.crawl_quota);
+        (void)get_nb_stored_url_hold(*fixture.hold);
       });
     }
   }
-  EXPECT_EQ(get_nb_stored_url_hold(*fixture.hold), nb_threads * nb_documents);
-  ASSERT_EQ(fixture.list_store().size(), nb_threads * nb_documents / 50);
-  std::string all;
-  for (int i = 1; i <= 8; ++i) all += fixture.read_file(i);
-  for (size_t t = 0; t < nb_threads; ++t) {
-    const std::string record = build_record(std::string(1'000, static_cast<char>('a' + t)));
-    size_t found = 0;
-    for (size_t at = 0; (at = all.find(record, at)) != std::string::npos; at += record.size()) {
-      ++found;
-    }
-    EXPECT_EQ(found, nb_documents);
-    EXPECT_EQ(all.size(), record.size() * nb_threads * nb_documents);
+  std::map<std::string, int> counts;
+  for (const auto& [name, bytes] : fixture.read()) {
+    const size_t size = bytes.size() / 50;
+    for (size_t at = 0; at < bytes.size(); at += size) ++counts[bytes.substr(at, size)];
+  }
+  for (const char letter : {'a', 'b', 'c', 'd'}) {
+    EXPECT_EQ(counts[build_record(std::string(1'000, letter))], 100);
   }
 }
 
-TEST(url_hold, writes_the_image_of_each_kind) {
-  flatsite_fixture fixture;
-  set_page_quota_flatsite_url_hold(*fixture.hold, 7);
-  EXPECT_EQ(fixture.store("x"), 1);
-  EXPECT_EQ(get_directory_url_hold(*fixture.hold), fixture.store_path);
-  std::string stream;
-  save_url_hold(*fixture.hold, stream);
-  const std::string zero(4, '\0');
-  const std::string one("\1\0\0\0", 4);
-  const std::string length(1, static_cast<char>(fixture.store_path.size()));
-  EXPECT_EQ(stream, std::string("\x14\xb1\x1d\0", 4) + one + one + zero + zero + zero + zero + one +
-                        one + std::string("\7\0\0\0", 4) + one + length + std::string(3, '\0') +
-                        fixture.store_path);
-  stream.clear();
-  save_url_hold(*create_null_url_hold(), stream);
-  EXPECT_EQ(stream, std::string("\x5e\xec\xbc\0", 4));
+// Contents that look like the frame around them.
+const std::string FIRST = build_record("a\nFLATSITE_END\nDB_DOC_LEN=3\n");
+const std::string SECOND = build_record(FIRST + std::string("\0FLATSITE_START\n", 16));
+
+TEST(flatsite_tail, cuts_a_file_back_to_whole_records_wherever_it_ends) {
+  const temp_directory directory;
+  const std::string path = directory.path + "/flatsite-1";
+  std::string long_head = build_record("page");
+  long_head.insert(long_head.find("\nDB_DOC_TYPE"), 100'000, 'x');
+  for (const std::string& first : {FIRST, long_head}) {
+    for (size_t length = first.size() + SECOND.size(); length > first.size() - FIRST.size();
+         --length) {
+      const std::string file = (first + SECOND).substr(0, length);
+      const size_t whole = length < first.size()              ? 0
+                           : length < (first + SECOND).size() ? first.size()
+                                                              : length;
+      write_test_file(path, file);
+      EXPECT_EQ(repair_flatsite_tail(path),
+                length == whole ? FLATSITE_TAIL_WHOLE : FLATSITE_TAIL_CUT);
+      EXPECT_EQ(read_test_file(path), file.substr(0, whole)) << length;
+    }
+  }
+}
+
+TEST(flatsite_tail, leaves_other_files_alone_and_follows_no_link) {
+  const std::pair<const char*, std::string> cases[] = {
+      {"another text", "<html>a page stored by itself</html>"},
+      {"zeros that a power cut left", FIRST + std::string(5'000, '\0')},
+      {"no end where the length says", FIRST + "FLATSITE_START\nDB_DOC_LEN=2\nabc\nFLATSITE_END\n"},
+      {"a length that is no number", "FLATSITE_START\nDB_DOC_LEN=many\n" + FIRST},
+      {"a head without an end", "FLATSITE_START\n" + std::string(300'000, 'x') + "\n"},
+      {"a link", "FLATSITE_ST"},
+  };
+  const temp_directory directory;
+  const std::string path = directory.path + "/f", link = directory.path + "/link";
+  ASSERT_EQ(::symlink(path.c_str(), link.c_str()), 0);
+  for (const auto& [name, bytes] : cases) {
+    SCOPED_TRACE(name);
+    write_test_file(path, bytes);
+    EXPECT_EQ(repair_flatsite_tail(name == std::string("a link") ? link : path),
+              FLATSITE_TAIL_FOREIGN);
+    EXPECT_EQ(read_test_file(path), bytes);
+  }
+  EXPECT_EQ(repair_flatsite_tail(directory.path + "/none"), FLATSITE_TAIL_WHOLE);
+  EXPECT_EQ(repair_flatsite_tail(directory.path), FLATSITE_TAIL_FOREIGN);
+}
+
+TEST(flatsite_url_hold, goes_on_behind_what_is_stored) {
+  const std::string two = build_record("1") + build_record("2"), torn = SECOND.substr(0, 40);
+  const std::tuple<const char*, int32_t, store_files, store_files> cases[] = {
+      // name, pages of a file, what was there, what two documents change
+      {"nothing", 0, {}, {{"1", two}}},
+      {"a whole file", 0, {{"1", FIRST}}, {{"1", FIRST + two}}},
+      {"the last of two", 0, {{"1", FIRST}, {"2", SECOND}}, {{"2", SECOND + two}}},
+      {"a file that ends within a record", 0, {{"1", FIRST + torn}}, {{"1", FIRST + two}}},
+      {"a file of something else", 0, {{"1", "foreign"}}, {{"2", two}}},
+      {"every entry counts", 0, {{"1", FIRST}, {"x", "x"}}, {{"2", two}}},
+      {"a lower file was taken away", 0, {{"2", FIRST}, {"3", SECOND}}, {{"3", SECOND + two}}},
+      {"one document a file", 1, {{"1", "a"}, {"2", "b"}}, {{"3", "1"}, {"4", "2"}}},
+  };
+  for (const auto& [name, pages, before, changed] : cases) {
+    SCOPED_TRACE(name);
+    flatsite_fixture fixture(pages);
+    for (const auto& [number, bytes] : before) {
+      write_test_file(fixture.store_path + "/flatsite-" + number, bytes);
+    }
+    resume_url_hold(*fixture.hold);
+    for (const char* content : {"1", "2"}) EXPECT_EQ(fixture.store(content), 1);
+    store_files expected = changed;
+    expected.insert(before.begin(), before.end());
+    EXPECT_EQ(fixture.read(), expected);
+    const bool says_cut = fixture.read_log().find("which is cut off") != std::string::npos;
+    EXPECT_EQ(says_cut, before.contains("1") && before.at("1").ends_with(torn));
+  }
 }
 
 TEST(null_url_hold, accepts_nothing_and_no_limits) {
   const url_hold_ptr hold = create_null_url_hold();
   quota crawl_quota;
-  set_page_limit_quota(crawl_quota, 1);
-  const stored_document document{
-      .url = "u", .type_name = {}, .title = {}, .character_set = {}, .content = "x"};
-  EXPECT_EQ(store_document_url_hold(*hold, document, crawl_quota), 0);
-  EXPECT_EQ(get_nb_stored_url_hold(*hold), 0u);
-  EXPECT_FALSE(is_exceeded_quota(crawl_quota));
+  EXPECT_EQ(store_document_url_hold(*hold, build_document("x"), crawl_quota), 0);
   EXPECT_EQ(get_directory_url_hold(*hold), "");
   testing::internal::CaptureStderr();
-  set_mb_quota_flatsite_url_hold(*hold, 1);
   set_page_quota_flatsite_url_hold(*hold, 1);
-  const std::string failed =
-      "WARNING: Condition failed: hold->obj_type == T_FLATSITE_URL_HOLD_OBJ\n";
-  EXPECT_EQ(testing::internal::GetCapturedStderr(), failed + failed);
+  EXPECT_EQ(testing::internal::GetCapturedStderr(),
+            "WARNING: Condition failed: hold->obj_type == T_FLATSITE_URL_HOLD_OBJ\n");
 }
 
 }  // namespace
