@@ -1,4 +1,4 @@
-// Names and closing tags in HTML, compared without regard to case.
+// Names, closing tags and comments in HTML; names are compared without regard to case.
 #pragma once
 
 #include <cstddef>
@@ -20,5 +20,9 @@ namespace wk {
 // std::string_view::npos when there is none. name is in lower case.
 [[nodiscard]] size_t find_html_closing_tag(std::string_view text, size_t from,
                                            std::string_view name);
+
+// The place behind the "-->" that ends a comment, page.size() when there is none. first_dash is the
+// place of the opening dashes; the search begins with them, so "<!-->" is a whole comment.
+[[nodiscard]] size_t find_behind_html_comment(std::string_view page, size_t first_dash);
 
 }  // namespace wk

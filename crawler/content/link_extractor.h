@@ -1,4 +1,4 @@
-// The links of an HTML page, found by a small scanner over its bytes.
+// The links of a document: an HTML page, with or without its scripts, a Flash movie, a feed.
 //
 // A spider owns one link_context and uses it for every page; once it is warm, a page costs no
 // allocation but the growth of its results. Threads: one at a time per context.
@@ -11,6 +11,8 @@
 #include <vector>
 
 namespace wk {
+
+struct http_fetcher;
 
 constexpr size_t MAX_LINKS_PER_PAGE = 200'000;
 
@@ -37,9 +39,21 @@ void set_base_link_context(link_context& context, std::string_view base_url);
 // links to one page by many fragments gives one link. At first they are not.
 void set_canonical_link_context(link_context& context, bool canonical);
 
-// Replaces links by those of page. Malformed pages are said on standard error and give the links
-// found so far. Linear in page.
+// Turns links of scripts and movies on: pages then load their scripts through fetcher, whose
+// response is overwritten, so no page may lie in it. Null (as at first) turns them off.
+void set_script_fetcher_link_context(link_context& context, http_fetcher* fetcher);
+
+// Replaces links by those of page: those of its tags, each once, then those of its scripts and of a
+// movie where they are on. Malformed pages are said on standard error and give the links found so
+// far. Linear in page and in the scripts it loads.
 void extract_links(std::string_view page_url, std::string_view page, link_context& context,
                    link_list& links);
+// Replaces links by those of a movie that is no page; none when its URL or its data says that there
+// is no movie.
+void extract_flash_links(std::string_view url, std::string_view data, link_context& context,
+                         link_list& links);
+// Replaces links by those of a feed's items.
+void extract_feed_links(std::string_view url, std::string_view feed, link_context& context,
+                        link_list& links);
 
 }  // namespace wk

@@ -10,24 +10,15 @@ namespace {
 
 constexpr std::string_view NO_BREAK_SPACE = "&nbsp";
 
-size_t find_behind_comment(std::string_view page, size_t first_dash) {
-  for (size_t at = find_byte(page, first_dash, '>'); at < page.size();
-       at = find_byte(page, at + 1, '>')) {
-    if (at >= first_dash + 2 && page[at - 1] == '-' && page[at - 2] == '-') return at + 1;
-  }
-  return page.size();
-}
-
 size_t find_behind_element(std::string_view page, size_t from, std::string_view name) {
   const size_t end = find_html_closing_tag(page, from, name);
   return end == std::string_view::npos ? page.size() : end + 1;
 }
 
-// The place behind what page[at], a "<", begins. The end of a comment is searched from its opening
-// dashes on, so "<!-->" is a whole one.
+// The place behind what page[at], a "<", begins.
 size_t find_behind_markup(std::string_view page, size_t at) {
   const char first = at + 1 < page.size() ? page[at + 1] : '\0';
-  if (first == '!' && page.substr(at + 2, 2) == "--") return find_behind_comment(page, at + 2);
+  if (first == '!' && page.substr(at + 2, 2) == "--") return find_behind_html_comment(page, at + 2);
   if (first == 's' || first == 'S') {
     if (is_html_name_at(page, at + 1, "script")) return find_behind_element(page, at + 7, "script");
     if (is_html_name_at(page, at + 1, "style")) return find_behind_element(page, at + 6, "style");
