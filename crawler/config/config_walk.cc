@@ -72,6 +72,7 @@ crawler_config_ptr read_profile(const xml_view& view, const void* profile) {
     read_element(view, child, reading);
   }
   build_site_page_limits(reading);
+  (void)view.find_attribute(profile, "name", config->name);  // stays empty without one
   if (config->frontier_mode == 2) {
     config->nb_queues = 100;
     config->queue_buffer_size = 1'000;

@@ -119,6 +119,7 @@ struct config_values {
 };
 
 struct CrawlerConfig : config_values {
+  std::string name;  // which the profile was chosen by; no part of what it says
   std::mutex lock;
 };
 

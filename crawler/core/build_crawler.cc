@@ -13,6 +13,7 @@ namespace {
 
 void copy_settings(Crawler& crawler, const CrawlerConfig& config) {
   crawler.profile = config;
+  crawler.profile_name = config.name;
   crawler.admin_port = config.admin_port;
   crawler.nb_spiders = config.nb_spiders > 0 ? static_cast<uint32_t>(config.nb_spiders) : 0;
   crawler.stop_when_empty = config.stop_when_empty;
@@ -23,6 +24,7 @@ void copy_settings(Crawler& crawler, const CrawlerConfig& config) {
   crawler.parse_javascript_flash = static_cast<uint32_t>(config.parse_javascript_flash);
   crawler.follows_links = !config.is_rss && config.hyperlink_extraction_off == 0;
   crawler.forever_mode = static_cast<uint32_t>(config.forever_mode);
+  crawler.depth_first = config.depth_first;
   crawler.waits_for_hosts = config.frontier_sleep_mode == 0;
   crawler.canonical_urls = config.canonical_urls;
   crawler.store_directory = config.store_name;
@@ -186,7 +188,12 @@ void set_up_checkpoint(Crawler& crawler, const CrawlerConfig& config) {
 
 }  // namespace
 
-url_hold_ptr build_store(const config_values& config, Log* log) {
+url_hold_ptr build_store(const config_values& config, Log* log, const fetch_settings* fetch) {
+  if (config.news_pipeline_enabled != 0) {
+    return create_pipeline_url_hold(config.news_pipeline_host,
+                                    static_cast<uint32_t>(config.news_pipeline_port),
+                                    config.news_pipeline_raw != 0, log, fetch);
+  }
   if (config.store_name.empty()) {
     if (log != nullptr) {
       write_log(*log, LOG_ERROR, "s-comment", "No store - creating /dev/null store instead\n");
@@ -214,7 +221,7 @@ crawler_ptr build_crawler(CrawlerConfig& config) {
   }
   set_up_fetching(*crawler, config);
   crawler->log = build_log(config);
-  crawler->store = build_store(config, crawler->log.get());
+  crawler->store = build_store(config, crawler->log.get(), &crawler->fetch);
   crawler->fetch.user_agent = config.user_agent;
   set_up_robots(*crawler, config);
   set_up_filter(*crawler, config);

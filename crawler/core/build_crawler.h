@@ -9,8 +9,10 @@
 namespace wk {
 
 // The store that a profile names; nothing is touched before its first document. log, which may be
-// null, hears when it names none, and must outlive the store.
-[[nodiscard]] url_hold_ptr build_store(const config_values& config, Log* log);
+// null, hears when it names none; fetch, which may be null, ends the waits of a pipeline. Both must
+// outlive the store.
+[[nodiscard]] url_hold_ptr build_store(const config_values& config, Log* log,
+                                       const fetch_settings* fetch);
 
 // Empties the temporary directory, creates everything a crawl owns, adds the seeds and writes the
 // profile into the log. Directories that are not usable end the process with a fatal report.

@@ -12,7 +12,9 @@
 #include <string>
 
 #include "crawler/config/crawler_config.h"
+#include "crawler/content/crawler_content_plugin.h"
 #include "crawler/content/digest_table.h"
+#include "crawler/core/crawl_counters.h"
 #include "crawler/core/page_allowance.h"
 #include "crawler/fetch/cookie_jar.h"
 #include "crawler/fetch/fetch_settings.h"
@@ -24,6 +26,7 @@
 #include "crawler/output/status_file.h"
 #include "crawler/output/url_hold.h"
 #include "crawler/url/url_filter.h"
+#include "wkdt/hash_string.h"
 #include "wkfs/pattern_substitution.h"
 #include "wkstd/stop_gate.h"
 
@@ -47,7 +50,8 @@ struct Crawler {
   pattern_substitutions_ptr substitutions;  // of links; null: none
   quota crawl_quota;
   page_allowance allowance;
-  bool waits_for_hosts = true;  // spiders keep to the host's allowed time
+  crawler_content_plugin plugins;  // may look at gate.stop; closed with the crawler at the latest
+  bool waits_for_hosts = true;     // spiders keep to the host's allowed time
   bool canonical_urls = false;
   bool follows_links = true;  // hyperlink extraction is on
   uint32_t parse_javascript_flash = 0;
@@ -55,7 +59,10 @@ struct Crawler {
   std::string portal_list_url;  // its links are followed whatever follows_links says
   std::string store_directory;
   std::string temp_directory;
-  config_values profile;  // what it was built from
+  config_values profile;     // what it was built from
+  std::string profile_name;  // as the configuration file gives it; bytes, may be empty
+
+  crawl_counters counters;  // needs no lock
 
   // Opened by the main loop before any spider starts, closed after the last has ended.
   std::string link_file_base;
@@ -67,9 +74,11 @@ struct Crawler {
   uint32_t nb_spiders = 1;
   bool stop_when_empty = false;
   uint32_t admin_thread_sleep_time_ms = 10'000;
+  bool depth_first = true;  // the order that the horizon is offered
   std::string checkpoint_directory;
   uint32_t checkpoint_interval_seconds = 0;
   uint32_t next_checkpoint_time = 0;  // s since 1970
+  hash_string_ptr url_dates;          // URL -> s since 1970 when it was crawled; null: none
 };
 using crawler_ptr = std::unique_ptr<Crawler>;
 
@@ -80,6 +89,8 @@ void resume_crawler(Crawler& crawler);
 
 // Opens the link file to continue, when the profile names one and none is open.
 void open_links_crawler(Crawler& crawler);
+// The crawler takes over the dates of earlier crawls; their URLs enter the horizon as seeds do.
+void attach_url_dates_crawler(Crawler& crawler, hash_string_ptr dates);
 // Hands what the log and the status file have gathered to the system.
 void flush_outputs_crawler(Crawler& crawler);
 
@@ -87,5 +98,6 @@ void set_spiders_crawler(Crawler& crawler, uint32_t nb_spiders);
 void set_admin_port_crawler(Crawler& crawler, int32_t port);
 void set_stop_when_empty_crawler(Crawler& crawler, bool stop_when_empty);
 void set_admin_thread_sleep_time_crawler(Crawler& crawler, uint32_t milliseconds);
+void set_depth_first_crawler(Crawler& crawler, bool depth_first);
 
 }  // namespace wk

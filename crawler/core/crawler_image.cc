@@ -3,6 +3,7 @@
 #include "crawler/config/config_text.h"
 #include "crawler/core/build_crawler.h"
 #include "crawler/fetch/fetch_settings_image.h"
+#include "wkdt/hash_string_file.h"
 #include "wkstd/error.h"
 #include "wkstd/state_stream.h"
 
@@ -23,6 +24,7 @@ struct image_rows {
   uint32_t nb_spiders = 0;
   uint32_t stop_when_empty = 0;
   uint32_t admin_thread_sleep_time_ms = 0;
+  hash_string_ptr url_dates;  // null: none
   uint32_t checkpoint_interval_seconds = 0;
   std::string checkpoint_directory;
 };
@@ -69,12 +71,19 @@ bool take_object_rows(std::string_view& bytes, image_rows& rows) {
          take_row(bytes, rows.crawl_quota, take_quota) && take_row(bytes, rows.fetch, take_fetch);
 }
 
+bool take_url_dates_row(std::string_view& bytes, image_rows& rows) {
+  uint32_t has_dates = 0;
+  if (!take_u32(bytes, has_dates) || has_dates > 1) return false;
+  if (has_dates == 1) rows.url_dates = read_hash_string(bytes);
+  return has_dates == 0 || rows.url_dates != nullptr;
+}
+
 bool take_setting_rows(std::string_view& bytes, image_rows& rows) {
   std::string text;
   return take_text_item(bytes, text) && read_config_text(text, rows.profile) &&
          take_u32(bytes, rows.admin_port) && take_u32(bytes, rows.nb_spiders) &&
          take_u32(bytes, rows.stop_when_empty) &&
-         take_u32(bytes, rows.admin_thread_sleep_time_ms) && take_expected(bytes, 0) &&
+         take_u32(bytes, rows.admin_thread_sleep_time_ms) && take_url_dates_row(bytes, rows) &&
          take_u32(bytes, rows.checkpoint_interval_seconds) &&
          take_text_item(bytes, rows.checkpoint_directory) && take_expected(bytes, 0);
 }
@@ -93,7 +102,7 @@ void adjust_profile(const image_rows& rows, config_values& profile) {
 
 // True when the store's row is of the store that the profile names.
 bool is_store_of_profile(const image_rows& rows) {
-  const url_hold_ptr store = build_store(rows.profile, nullptr);
+  const url_hold_ptr store = build_store(rows.profile, nullptr, nullptr);
   std::string_view row = rows.store;
   return load_url_hold(row, *store);
 }
@@ -131,7 +140,8 @@ void save_crawler(Crawler& crawler, std::string& stream) {
   append_u32(stream, crawler.nb_spiders);
   append_u32(stream, crawler.stop_when_empty ? 1 : 0);
   append_u32(stream, crawler.admin_thread_sleep_time_ms);
-  append_u32(stream, 0);
+  append_u32(stream, crawler.url_dates != nullptr ? 1 : 0);
+  if (crawler.url_dates != nullptr) write_hash_string(*crawler.url_dates, stream);
   append_u32(stream, crawler.checkpoint_interval_seconds);
   append_text_item(stream, crawler.checkpoint_directory);
   append_u32(stream, 0);
@@ -151,6 +161,7 @@ crawler_ptr load_crawler_image(std::string_view bytes) {
   adjust_profile(rows, config);
   crawler_ptr crawler = build_crawler(config);
   load_objects(rows, *crawler);
+  crawler->url_dates = std::move(rows.url_dates);
   return crawler;
 }
 

@@ -84,6 +84,7 @@ uint32_t make_timed_attempt(http_fetcher& fetcher, const http_surroundings& surr
   }
   const uint64_t start_us = get_steady_time_us();
   fetcher.response.status = call_transport(fetcher, surroundings);
+  fetcher.nb_body_bytes += fetcher.response.body.size();
   const uint64_t seconds = (get_steady_time_us() - start_us) / 1'000'000;
   fetcher.response.cookie_hook = hook;
   std::fflush(stdout);
@@ -218,6 +219,20 @@ int fetch_url(http_fetcher& fetcher, std::string_view url, std::string_view refe
     }
   }
   return 0;
+}
+
+bool fetch_url_once(http_fetcher& fetcher, std::string_view url, uint64_t limit_us) {
+  if (fetcher.settings->strict_safety && fetcher.may_follow != nullptr &&
+      !fetcher.may_follow(url, fetcher.may_follow_context)) {
+    return false;
+  }
+  fetcher.current_url = url;
+  prepare_request(fetcher, HTTP_GET, fetcher.current_url, {});
+  reset_http_response(fetcher.response);
+  http_surroundings surroundings = build_fetch_plan(*fetcher.settings).surroundings;
+  surroundings.attempt_limit_us = limit_us;
+  (void)make_timed_attempt(fetcher, surroundings);
+  return fetcher.response.status >= 200 && fetcher.response.status < 300;
 }
 
 }  // namespace wk

@@ -40,6 +40,7 @@ struct http_fetcher {
   std::string current_url;                   // of the last attempt: after redirects the new one
   http_request request;
   http_response response;
+  uint64_t nb_body_bytes = 0;  // received in all attempts so far
 
   // Hooks; each may be null.
   header_value_hook credentials_for = nullptr;
@@ -68,5 +69,10 @@ void prepare_request(http_fetcher& fetcher, uint32_t method, std::string_view ur
 // least 1. 0 otherwise; the response tells the last status in both cases (0: no attempt was made).
 [[nodiscard]] int fetch_url(http_fetcher& fetcher, std::string_view url, std::string_view referer,
                             uint32_t& elapsed_seconds);
+
+// One attempt that ends within limit_us in all, for what a page loads on its way: no retry, no
+// redirect, no answer to a 401. With strict safety may_follow is asked before it begins. True when
+// a 2xx response came.
+[[nodiscard]] bool fetch_url_once(http_fetcher& fetcher, std::string_view url, uint64_t limit_us);
 
 }  // namespace wk

@@ -30,6 +30,7 @@ void destroy(frontier_ops& ops) {
 void clear(frontier_ops& ops) {
   const std::lock_guard<std::mutex> hold(ops.self->lock);
   clear_url_cache(ops.self->cache);
+  publish_counts_horizon(*ops.self);
   clear_nfrontier(ops.self->frontier);
   ops.self->hands = {};
   ops.self->merge_not_before_us = 0;
@@ -70,7 +71,9 @@ bool merge_unknown(horizon& self) {
   if (now < self.merge_not_before_us && self.merge_not_before_us - now <= MERGE_RETRY_US) {
     return false;
   }
-  if (merge_unknown_url_cache(self.cache, self.frontier)) return true;
+  const bool merged = merge_unknown_url_cache(self.cache, self.frontier);
+  publish_counts_horizon(self);
+  if (merged) return true;
   self.merge_not_before_us = now + MERGE_RETRY_US;
   return false;
 }
@@ -96,6 +99,7 @@ uint32_t add_url(frontier_ops& ops, std::string_view url) {
   const url_fingerprint print = build_url_fingerprint(self.cache.key, url);
   const std::lock_guard<std::mutex> hold(self.lock);
   add_url_cache(self.cache, url, print, self.frontier);
+  publish_counts_horizon(self);
   self.changed.notify_one();
   return 1;
 }
@@ -108,6 +112,7 @@ void add_urls(frontier_ops& ops, std::span<const std::string> urls) {
     add_url_cache(self.cache, url, build_url_fingerprint(self.cache.key, url), self.frontier);
     self.changed.notify_one();
   }
+  publish_counts_horizon(self);
 }
 
 uint32_t count_urls(const frontier_ops& ops) { return ops.self->frontier.nb_urls; }

@@ -50,6 +50,12 @@ url_cache_counts get_counts_horizon(horizon& self) {
   return self.cache.counts;
 }
 
+void publish_counts_horizon(horizon& self) {
+  const url_cache& cache = self.cache;
+  self.nb_known.store(uint64_t{cache.known.count} + cache.on_disk.count, std::memory_order_relaxed);
+  self.nb_doubtful.store(cache.unknown.count, std::memory_order_relaxed);
+}
+
 horizon_status save_horizon(horizon& self) {
   const bool queues_saved = save_queues_and_pending(self);
   if (save_url_cache(self.cache) && queues_saved) return HORIZON_OK;
@@ -61,6 +67,7 @@ horizon_status save_horizon(horizon& self) {
 horizon_status restore_horizon(horizon& self) {
   const bool queues_read = restore_nfrontier(self.frontier);
   const bool cache_read = restore_url_cache(self.cache);
+  publish_counts_horizon(self);
   if (restore_pending(self) && cache_read && queues_read) return HORIZON_OK;
   print_message(
       format_text("the files of the horizon in %s can't be read whole\n", self.directory.c_str()));

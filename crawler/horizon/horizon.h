@@ -31,9 +31,12 @@ enum horizon_status : uint32_t {
 
 // Owned by its frontier_ops.
 struct horizon {
-  std::string directory;                 // fixed at creation
-  uint64_t (*get_time_us)() = nullptr;   // fixed at creation
-  std::atomic<uint32_t> active_urls{0};  // handed out, not ended; written under the lock
+  std::string directory;                // fixed at creation
+  uint64_t (*get_time_us)() = nullptr;  // fixed at creation
+  // Written under the lock; anybody reads them without it, and so while a merge holds it.
+  std::atomic<uint32_t> active_urls{0};  // handed out, not ended
+  std::atomic<uint64_t> nb_known{0};     // URLs on the known list or in the disk cache
+  std::atomic<uint32_t> nb_doubtful{0};
 
   // Guards all below. Taken after the crawler's lock; held over file work.
   std::mutex lock;
@@ -47,6 +50,8 @@ struct horizon {
 [[nodiscard]] std::unique_lock<std::mutex> lock_horizon(horizon& self);
 
 [[nodiscard]] url_cache_counts get_counts_horizon(horizon& self);  // takes the lock
+// Brings nb_known and nb_doubtful up to date. The caller holds the lock and has changed the cache.
+void publish_counts_horizon(horizon& self);
 
 // Both: the caller holds the lock.
 //

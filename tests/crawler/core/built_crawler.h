@@ -1,7 +1,6 @@
 // A crawler built from a full profile in a directory of its own.
 #pragma once
 
-#include <map>
 #include <string>
 
 #include "crawler/core/build_crawler.h"

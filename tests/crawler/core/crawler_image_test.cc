@@ -36,59 +36,18 @@ void change(Crawler& crawler, const crawler_place& place) {
   crawler.fetch.no_cookie_domains.insert("late.test");
   add_credential_fetch_settings(crawler.fetch, "late.test", "u", "p");
   (void)test_and_enter_digest_table(*crawler.digests, SEEN);
-  const stored_document document{.url = "http://a.test/",
-                                 .type_name = "html",
-                                 .title = {},
-                                 .character_set = {},
-                                 .content = "stored"};
+  const stored_document document{"http://a.test/", "html", {}, {}, 0, "stored"};
   ASSERT_EQ(store_document_url_hold(*crawler.store, document, crawler.crawl_quota), 1);
 }
 
-std::string get_store_image(const Crawler& crawler) {
-  std::string image;
-  save_url_hold(*crawler.store, image);
-  return image;
-}
-
-void expect_same_quota(const quota& a, const quota& b) {
-  std::string images[2];
-  save_quota(a, images[0]);
-  save_quota(b, images[1]);
-  EXPECT_EQ(images[0], images[1]);
-}
-
-void expect_same_fetch_settings(const fetch_settings& a, const fetch_settings& b) {
-  EXPECT_EQ(a.proxy, b.proxy);
-  EXPECT_EQ(a.user_agent, b.user_agent);
-  EXPECT_EQ(a.timeout_ms, b.timeout_ms);
-  EXPECT_EQ(a.retries, b.retries);
-  EXPECT_EQ(a.retry_wait_ms, b.retry_wait_ms);
-  EXPECT_EQ(a.all_cookies_mode, b.all_cookies_mode);
-  EXPECT_EQ(a.no_cookie_domains, b.no_cookie_domains);
-  EXPECT_EQ(a.strict_safety, b.strict_safety);
-  EXPECT_EQ(a.canonical_urls, b.canonical_urls);
-  ASSERT_EQ(a.credentials.size(), b.credentials.size());
-  for (size_t i = 0; i < a.credentials.size(); ++i) {
-    EXPECT_EQ(a.credentials[i].key, b.credentials[i].key);
-    EXPECT_EQ(a.credentials[i].value, b.credentials[i].value);
-  }
-}
-
-void expect_same_settings(const Crawler& a, const Crawler& b) {
-  EXPECT_EQ(a.admin_port, b.admin_port);
-  EXPECT_EQ(a.nb_spiders, b.nb_spiders);
-  EXPECT_EQ(a.stop_when_empty, b.stop_when_empty);
-  EXPECT_EQ(a.admin_thread_sleep_time_ms, b.admin_thread_sleep_time_ms);
-  EXPECT_EQ(a.checkpoint_directory, b.checkpoint_directory);
-  EXPECT_EQ(a.checkpoint_interval_seconds, b.checkpoint_interval_seconds);
-  EXPECT_EQ(a.waits_for_hosts, b.waits_for_hosts);
-  EXPECT_EQ(a.canonical_urls, b.canonical_urls);
-  EXPECT_EQ(a.follows_links, b.follows_links);
-  EXPECT_EQ(a.parse_javascript_flash, b.parse_javascript_flash);
-  EXPECT_EQ(a.forever_mode, b.forever_mode);
-  EXPECT_EQ(a.store_directory, b.store_directory);
-  EXPECT_EQ(a.temp_directory, b.temp_directory);
-  EXPECT_EQ(a.link_file_base, b.link_file_base);
+auto list_settings(const Crawler& c) {
+  const fetch_settings& f = c.fetch;
+  return std::tuple(c.waits_for_hosts, c.canonical_urls, c.follows_links, c.parse_javascript_flash,
+                    c.forever_mode, c.store_directory, c.temp_directory, c.link_file_base,
+                    c.admin_port, c.nb_spiders, c.stop_when_empty, c.admin_thread_sleep_time_ms,
+                    c.checkpoint_directory, c.checkpoint_interval_seconds, f.proxy, f.user_agent,
+                    f.timeout_ms, f.retries, f.retry_wait_ms, f.all_cookies_mode,
+                    f.no_cookie_domains, f.strict_safety, f.canonical_urls, f.credentials.size());
 }
 
 TEST(crawler_image, brings_every_setting_back) {
@@ -98,13 +57,8 @@ TEST(crawler_image, brings_every_setting_back) {
   const crawler_ptr loaded = load_crawler_image(save(*saved));
   ASSERT_NE(loaded, nullptr);
 
-  expect_same_settings(*saved, *loaded);
-  expect_same_fetch_settings(saved->fetch, loaded->fetch);
-  expect_same_quota(saved->crawl_quota, loaded->crawl_quota);
-  EXPECT_EQ(loaded->crawl_quota.pages, 1u);
-  EXPECT_EQ(get_store_image(*saved), get_store_image(*loaded));
+  EXPECT_EQ(list_settings(*saved), list_settings(*loaded));
   EXPECT_TRUE(test_and_enter_digest_table(*loaded->digests, SEEN));
-  EXPECT_EQ(count_digest_table(*loaded->digests), 1u);
   const std::tuple<const char*, bool> urls[] = {
       {"http://a.test/", true},
       {"http://a.test/private/x", false},
@@ -128,11 +82,8 @@ TEST(crawler_image, brings_every_setting_back) {
   expected.checkpoint_directory = place.store + "/..";
   expected.checkpoint_interval_seconds = 77;
   EXPECT_TRUE(loaded->profile == expected);
-
-  const std::string image = save(*loaded);
-  const crawler_ptr again = load_crawler_image(image);
-  ASSERT_NE(again, nullptr);
-  EXPECT_EQ(save(*again), image);
+  saved->profile = expected;
+  EXPECT_EQ(save(*loaded), save(*saved)) << "all that has a row";
 }
 
 TEST(crawler_image, holds_its_rows_in_order) {
@@ -207,12 +158,11 @@ TEST(crawler_image, with_a_damaged_byte_is_refused_or_gives_a_crawler) {
 }
 
 TEST(is_crawler_image, tells_images_from_profiles_by_four_bytes) {
-  const std::tuple<std::string, bool> cases[] = {
-      {std::string("\4\0\0\0", 4), true}, {std::string("\4\0\0\0and more", 12), true},
-      {std::string("\4\0\0", 3), false},  {std::string("\0\0\0\4", 4), false},
-      {"<?xml version=\"1.0\"?>", false}, {"", false},
-  };
-  for (const auto& [bytes, is_image] : cases) EXPECT_EQ(is_crawler_image(bytes), is_image);
+  for (const char* profile : {"", "<?xml version=\"1.0\"?>", "\4"})
+    EXPECT_FALSE(is_crawler_image(profile));
+  EXPECT_FALSE(is_crawler_image(std::string("\0\0\0\4", 4)));
+  EXPECT_FALSE(is_crawler_image(std::string("\4\0\0", 3)));
+  EXPECT_TRUE(is_crawler_image(std::string("\4\0\0\0and more", 12)));
 }
 
 }  // namespace
