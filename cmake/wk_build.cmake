@@ -48,3 +48,17 @@ function(wk_add_tests folder)
   add_test(NAME ${name} COMMAND ${name}_tests)
   set_tests_properties(${name} PROPERTIES TIMEOUT 1500)
 endfunction()
+
+# wk_embed_files(LIBRARY HEADER DIRECTORY files...)
+# Puts the files of DIRECTORY into LIBRARY, as embed_files.cmake says.
+function(wk_embed_files library header directory)
+  set(out ${CMAKE_BINARY_DIR}/embedded/${directory}.cc)
+  list(TRANSFORM ARGN PREPEND ${CMAKE_SOURCE_DIR}/${directory}/ OUTPUT_VARIABLE paths)
+  list(JOIN ARGN "," names)
+  set(script ${CMAKE_SOURCE_DIR}/cmake/embed_files.cmake)
+  add_custom_command(OUTPUT ${out}
+    COMMAND ${CMAKE_COMMAND} -DOUT=${out} -DHEADER=${header} -DFILES=${names}
+            -DDIRECTORY=${CMAKE_SOURCE_DIR}/${directory} -P ${script}
+    DEPENDS ${paths} ${script} VERBATIM)
+  target_sources(${library} PRIVATE ${out})
+endfunction()

@@ -1,0 +1,196 @@
+// The server's thread against clients that are slow, silent, oversized or many.
+
+#include "crawler/admin/admin_server.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <thread>
+#include <tuple>
+#include <vector>
+
+#include "tests/crawler/core/built_crawler.h"
+#include "wkskt/skt.h"
+#include "wkstd/text.h"
+
+namespace wk {
+namespace {
+
+constexpr std::string_view STATS = "GET /webadmin/GetStats HTTP/1.0\r\n\r\n";
+constexpr uint64_t NEVER_US = 3'600'000'000;
+
+struct running_server {
+  crawler_place place;
+  crawler_ptr crawler;
+  admin_server_ptr server;
+  uint32_t port = 0;
+  std::thread thread;
+
+  explicit running_server(const admin_limits& limits = {}) {
+    place.profile.admin_port = 0;
+    place.profile.log_filter = 7;
+    crawler = build(place);
+    server = open_admin_server(*crawler, limits);
+    port = get_port_admin_server(*server);
+    thread = std::thread(run_admin_server, std::ref(*server));
+  }
+  ~running_server() {
+    end_admin_server(*server);
+    if (thread.joinable()) thread.join();
+  }
+};
+
+struct client {
+  int handle;
+  explicit client(const running_server& running) : handle(skt_open("127.0.0.1", running.port)) {}
+  ~client() { skt_close(handle); }
+  client(const client&) = delete;
+
+  void send(std::string_view bytes) const { (void)skt_send_all(handle, bytes); }
+  // What the server sends up to its close.
+  [[nodiscard]] std::string read() const {
+    std::string answer;
+    skt_read_until_quiet(answer, handle, {.limit_us = 60'000'000});
+    return answer;
+  }
+};
+
+bool is_answered(const running_server& running) {
+  const client asking(running);
+  asking.send(STATS);
+  return asking.read().starts_with("HTTP/1.0 200 OK\r\n");
+}
+
+TEST(admin_server, answers_requests_of_every_shape) {
+  const std::string post = "POST /webadmin/GetStats HTTP/1.0\r\nContent-Length: ";
+  const std::string head = "GET / HTTP/1.0\r\nX: ";
+  const std::string stats(STATS);
+  const std::tuple<const char*, std::string, int> cases[] = {
+      // 0: the client closes unanswered
+      {"line feeds alone", "GET /webadmin/ HTTP/1.0\n\n", 200},
+      {"noise before", "\r\n\r\nnoise\r\n" + stats, 200},
+      {"a body", post + "5\r\n\r\nhello", 200},
+      {"more than the body", post + "5\r\n\r\n" + std::string(100'000, 'x'), 200},
+      {"the largest body", post + "65536\r\n\r\n" + std::string(65'536, 'x'), 200},
+      {"a body too large", post + "65537\r\n\r\n" + std::string(65'537, 'x'), 413},
+      {"a body of no length", post + "-1\r\n\r\nx", 413},
+      {"a large head", head + std::string(16'000, 'x') + "\r\n\r\n", 404},
+      {"a head too large", head + std::string(17'000, 'x') + "\r\n\r\n", 413},
+      {"no request line", std::string(17'000, '\n'), 413},
+      {"nothing", "", 0},
+      {"half a request line", "GET /webadmin/Shutdown HTTP/1.0", 0},
+      {"a line that is none", "GET /webadmin/Shutdown\r\n", 0},
+      {"half a head", "GET /webadmin/GetStats HTTP/1.0\r\n", 200},
+      {"half a head, guarded", "GET /webadmin/Shutdown HTTP/1.0\r\nHost: a.test\r\n", 403},
+      {"half a line of a head", "GET / HTTP/1.0\r\nHost: a.test", 404},
+      {"half a body", post + "9\r\n\r\nx", 200},
+  };
+  const running_server running({.request_us = NEVER_US});
+  for (const auto& [name, request, status] : cases) {
+    SCOPED_TRACE(name);
+    const client asking(running);
+    asking.send(request);
+    skt_end_sending(asking.handle);
+    const std::string answer = asking.read();
+    EXPECT_TRUE(status == 0 ? answer.empty()
+                            : answer.starts_with(format_text("HTTP/1.0 %d ", status)));
+  }
+  EXPECT_FALSE(is_stopped(running.crawler->gate));
+}
+
+TEST(admin_server, takes_a_request_in_any_parts) {
+  const running_server running({.request_us = NEVER_US});
+  const client slow(running);
+  for (const char& byte : STATS) {
+    slow.send(std::string_view(&byte, 1));
+    EXPECT_TRUE(is_answered(running));  // so each byte is read by itself
+  }
+  EXPECT_TRUE(slow.read().starts_with("HTTP/1.0 200 OK\r\n"));
+}
+
+TEST(admin_server, drops_who_hangs) {
+  const running_server running({.request_us = 50'000});
+  for (const char* begun : {"", "GET /webadmin/Shutdown HTTP/1.0\r\n"}) {
+    const client hanging(running);
+    hanging.send(begun);
+    EXPECT_EQ(hanging.read(), "");
+  }
+  EXPECT_FALSE(is_stopped(running.crawler->gate));
+}
+
+TEST(admin_server, is_not_held_up_by_silent_clients) {
+  for (const size_t max_clients : {size_t{256}, size_t{16}, size_t{1}}) {
+    SCOPED_TRACE(max_clients);
+    const running_server running({.request_us = NEVER_US, .max_clients = max_clients});
+    std::vector<std::unique_ptr<client>> silent;
+    for (int i = 0; i < 200; ++i) {
+      silent.push_back(std::make_unique<client>(running));
+      if (i % 2 == 0) silent.back()->send("GET /webadmin/");
+    }
+    EXPECT_TRUE(is_answered(running));
+    // The newest are still listened to, the oldest only where there was room for all.
+    silent.back()->send(STATS);
+    EXPECT_EQ(silent.back()->read().empty(), max_clients == 1);
+    silent.front()->send(STATS);
+    EXPECT_EQ(silent.front()->read().empty(), max_clients < 200);
+  }
+}
+
+// An answer that nobody takes is longer than what the sockets between hold.
+TEST(admin_server, is_not_held_up_by_who_takes_no_answer) {
+  running_server running({.answer_us = NEVER_US, .close_us = 50'000, .max_answer_bytes = 40 << 20});
+  for (int i = 0; i < 200; ++i) {
+    cookie_jar_add(running.crawler->cookies, "s.test", "/" + std::to_string(i),
+                   COOKIE_NEVER_EXPIRES, "name", std::string(50'000, '<'));
+  }
+  constexpr std::string_view COOKIES = "GET /webadmin/GetCookies HTTP/1.0\r\n\r\n";
+  const client first(running);
+  const client second(running);
+  const client third(running);
+  for (const client* hanging : {&first, &second, &third}) {
+    hanging->send(COOKIES);
+    EXPECT_NE(skt_wait_readable(hanging->handle, {.limit_us = 60'000'000}), 0);
+    EXPECT_TRUE(is_answered(running));
+  }
+  EXPECT_GT(third.read().size(), 16u << 20);
+  EXPECT_LT(first.read().size(), 16u << 20);  // gave way to the second and third
+  EXPECT_NE(read_test_file(running.place.base + "/log").find("500 Failed to send a response"),
+            std::string::npos);
+}
+
+TEST(admin_server, ends_with_the_answer_of_the_shutdown_page) {
+  running_server running;
+  const client operators(running);
+  operators.send("GET /webadmin/Shutdown HTTP/1.0\r\n\r\n");
+  EXPECT_NE(operators.read().find("<h2>The Crawler is Exiting...</h2>\n"), std::string::npos);
+  running.thread.join();
+  EXPECT_EQ(skt_open("127.0.0.1", running.port), -1);
+  const std::string log = read_test_file(running.place.base + "/log");
+  const std::string port = "localhost:" + std::to_string(running.port) + " Opened admin socket";
+  size_t at = 0;
+  for (const std::string text :
+       {"date time s-uri s-comment", port.c_str(), "date time cs-method c-ip cs-uri",
+        "GET 16777343 /webadmin/Shutdown", "Crawler manually stopped.",
+        "date time cs-status cs-uri", "200 /webadmin/Shutdown"}) {
+    at = log.find(text + "\n", at);
+    EXPECT_NE(at, std::string::npos) << text;
+  }
+  EXPECT_EQ(running.crawler->fetch.own_port, running.port);
+}
+
+TEST(admin_server, says_so_when_it_gets_no_port) {
+  const running_server running;
+  for (const int32_t port : {static_cast<int32_t>(running.port), 70'000, -7, -1}) {
+    crawler_place place;
+    place.profile.admin_port = port;
+    place.profile.log_filter = 7;
+    const crawler_ptr crawler = build(place);
+    EXPECT_EQ(open_admin_server(*crawler), nullptr);
+    const std::string text = "localhost:" + std::to_string(port) + " Couldn't open admin socket\n";
+    EXPECT_EQ(read_test_file(place.base + "/log").find(text) != std::string::npos, port != -1);
+    EXPECT_EQ(crawler->fetch.own_port, 0u);
+  }
+}
+
+}  // namespace
+}  // namespace wk
