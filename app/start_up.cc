@@ -4,11 +4,15 @@
 #include <utility>
 
 #include "app/command_line.h"
+#include "app/progress_line.h"
 #include "app/signal_watch.h"
+#include "crawler/content/builtin_plugins.h"
+#include "crawler/content/external_plugin.h"
 #include "crawler/core/build_crawler.h"
 #include "crawler/core/checkpoint.h"
 #include "crawler/core/crawler.h"
 #include "crawler/core/crawler_image.h"
+#include "crawler/output/url_dates.h"
 #include "crawler/run/control_loop.h"
 #include "wkskt/skt.h"
 #include "wkstd/error.h"
@@ -70,6 +74,33 @@ crawler_ptr start_crawler(const start_request& request) {
   }
 }
 
+void load_url_dates(Crawler& crawler, const std::string& path) {
+  if (path.empty()) return;
+  uint32_t nb_skipped = 0;
+  hash_string_ptr dates = read_url_dates(path, nb_skipped);
+  if (dates == nullptr) {
+    print_message(format_text("Couldn't load the URL date map '%s'\n", path.c_str()));
+    return;
+  }
+  if (nb_skipped > 0) {
+    print_message(format_text("The URL date map '%s' names store files that can't be read: %u\n",
+                              path.c_str(), nb_skipped));
+  }
+  attach_url_dates_crawler(crawler, std::move(dates));
+}
+
+// Raw mode 255 takes every document for raw, whatever other plug-ins would say of it.
+void load_plugins(Crawler& crawler, const start_request& request) {
+  add_raw_plugin(crawler.plugins, request.raw_mode);
+  if (request.raw_mode == 255) return;
+  add_html_plugin(crawler.plugins);
+  for (const std::vector<std::string>& arguments : request.content_plugins) {
+    if (load_external_plugin(crawler.plugins, arguments, &crawler.gate.stop)) continue;
+    print_message(format_text("Couldn't load content plugin '%s'\n",
+                              arguments.empty() ? "" : arguments[0].c_str()));
+  }
+}
+
 int save_image(Crawler& crawler) {
   std::string image;
   {
@@ -108,7 +139,7 @@ void crawl(Crawler& crawler, const start_request& request,
            const std::vector<std::string>& arguments) {
   log_command_line(crawler, arguments);
   apply_overrides(crawler, request);
-  const signal_watch_ptr watch = create_signal_watch(stop_on_signal, &crawler);
+  const progress_line_ptr progress = create_progress_line(crawler);
   run_main_loop(crawler);
 }
 
@@ -131,6 +162,10 @@ int run_request(const start_request& request, const std::vector<std::string>& ar
                               request.config_path.c_str(), request.crawler_name.c_str()));
     return 1;
   }
+  load_url_dates(*crawler, request.url_date_map_path);
+  // A signal ends the waiting for plug-ins too, when they start and when they end.
+  const signal_watch_ptr watch = create_signal_watch(stop_on_signal, crawler.get());
+  load_plugins(*crawler, request);
   int status = 0;
   if (request.mode == MODE_SAVE) {
     status = save_image(*crawler);
@@ -138,6 +173,7 @@ int run_request(const start_request& request, const std::vector<std::string>& ar
     crawl(*crawler, request, arguments);
   }
   write_log(*crawler->log, LOG_STATUS, "s-comment", "Crawling process success!\n");
+  close_crawler_content_plugin(crawler->plugins);
   return status;
 }
 

@@ -4,9 +4,11 @@
 #include <thread>
 #include <vector>
 
+#include "crawler/admin/admin_server.h"
 #include "crawler/core/checkpoint.h"
 #include "crawler/run/spider.h"
 #include "wkstd/clock.h"
+#include "wkstd/terminal_line.h"
 
 namespace wk {
 namespace {
@@ -15,6 +17,7 @@ namespace {
 uint32_t begin_running(Crawler& crawler) {
   const std::lock_guard<std::mutex> hold(crawler.gate.lock);
   crawler.running = crawler.nb_spiders > 0;
+  if (crawler.running) begin_crawl_counters(crawler.counters, crawler.nb_spiders);
   return crawler.nb_spiders;
 }
 
@@ -28,6 +31,7 @@ void end_crawl(Crawler& crawler, std::string_view log_text, const char* output_t
   write_log(*crawler.log, LOG_WARNING, "s-comment", log_text);
   crawler.gate.stop.store(1);
   crawler.gate.changed.notify_all();
+  close_terminal_line();  // standard output may be the same terminal
   std::fputs(output_text, stdout);
   std::fflush(stdout);
 }
@@ -79,18 +83,22 @@ void run_main_loop(Crawler& crawler) {
   if (nb_spiders == 0) return;
   open_links_crawler(crawler);
   write_log(*crawler.log, LOG_STATUS, "s-comment", "Crawler main loop started");
+  // The port is open before a spider could be sent to it.
+  const admin_server_ptr admin = open_admin_server(crawler);
   {
-    std::vector<std::jthread> spiders;
-    spiders.reserve(nb_spiders);
+    std::vector<std::jthread> threads;
+    threads.reserve(size_t{nb_spiders} + 1);
     for (uint32_t number = 1; number <= nb_spiders; ++number) {
-      spiders.emplace_back(run_spider, std::ref(crawler), number);
+      threads.emplace_back(run_spider, std::ref(crawler), number);
     }
+    if (admin != nullptr) threads.emplace_back(run_admin_server, std::ref(*admin));
     while (!is_stopped(crawler.gate)) {
       // A stop that a spider sets ends the sleep; the round behind it is made all the same.
       sleep_stop_gate(crawler.gate, get_round_time_ms(crawler));
       run_round(crawler);
     }
-  }  // every spider is joined here
+    if (admin != nullptr) end_admin_server(*admin);
+  }  // every thread is joined here
   write_log(*crawler.log, LOG_STATUS, "s-comment", "Crawler main loop ended");
   flush_outputs_crawler(crawler);
   end_running(crawler);

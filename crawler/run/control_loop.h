@@ -1,5 +1,5 @@
-// The main thread's part of a crawl: it starts the spiders, makes the periodic tests and joins
-// them.
+// The main thread's part of a crawl: it starts the spiders and the administration, makes the
+// periodic tests and joins the threads.
 #pragma once
 
 #include "crawler/core/crawler.h"

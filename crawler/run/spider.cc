@@ -4,6 +4,7 @@
 #include <string_view>
 
 #include "crawler/content/content_class.h"
+#include "crawler/content/flash_movie.h"
 #include "crawler/content/link_extractor.h"
 #include "crawler/fetch/http_fetcher.h"
 #include "crawler/url/url_form.h"
@@ -21,8 +22,11 @@ constexpr std::string_view LINK_FIELDS = "link-extractor s-comment";
 struct spider {
   Crawler& crawler;
   uint32_t number;
+  spider_counters& counts;  // its own; others read them
   http_fetcher_ptr fetcher;
   http_fetcher_ptr robots_fetcher;  // for robots files that are wanted in the middle of a fetch
+  http_fetcher_ptr
+      script_fetcher;  // for the scripts that a page loads, while its own holds the page
   link_context_ptr link_context;
   link_list links;
 
@@ -54,7 +58,8 @@ void write_status(spider& self) {
                     self.elapsed_seconds);
 }
 
-// A redirect is a way into a site like any link, and meets the same filter and robots rules.
+// A redirect or a page's script is a way into a site like any link, and meets the same filter and
+// robots rules.
 bool may_follow_redirect(std::string_view url, void* context) {
   spider& self = *static_cast<spider*>(context);
   return is_allowed_url_filter(self.crawler.filter, url) &&
@@ -69,6 +74,7 @@ step release_url(spider& self) {
 step check_filter(spider& self) {
   if (is_allowed_url_filter(self.crawler.filter, self.url)) return GO_ON;
   log_url(self, "  is forbidden by the url filter");
+  count_spider(self.counts.nb_refused_by_filter);
   self.crawler.horizon->refuse_url(*self.crawler.horizon, self.url);
   return DONE;
 }
@@ -76,6 +82,7 @@ step check_filter(spider& self) {
 void wait_while_paused(spider& self) {
   const stop_gate& gate = self.crawler.gate;
   while (gate.pause.load(std::memory_order_relaxed) == 1 && !is_stopped(gate)) {
+    set_state_spider(self.counts, SPIDER_PAUSED);
     sleep_stop_gate(self.crawler.gate, PAUSE_SLEEP_TIME_MS);
   }
 }
@@ -85,6 +92,7 @@ void wait_while_paused(spider& self) {
 step wait_for_host(spider& self) {
   const uint32_t now = get_wall_time_seconds();
   if (self.crawler.waits_for_hosts && now < self.allowed_time) {
+    set_state_spider(self.counts, SPIDER_WAITING);
     sleep_stop_gate(self.crawler.gate, uint64_t{self.allowed_time - now} * 1000);
   }
   return is_stopped(self.crawler.gate) ? DONE : GO_ON;
@@ -92,10 +100,12 @@ step wait_for_host(spider& self) {
 
 // A stop while the robots file is fetched leaves the URL in the spider's hands.
 step check_robots(spider& self) {
+  set_state_spider(self.counts, SPIDER_ASKING_ROBOTS);
   if (robots_allowed(*self.crawler.robots, self.url, *self.fetcher) == 1) {
     return is_stopped(self.crawler.gate) ? DONE : GO_ON;
   }
   log_url(self, "  is forbidden by the robots.txt");
+  count_spider(self.counts.nb_refused_by_robots);
   return release_url(self);
 }
 
@@ -106,21 +116,32 @@ step check_allowance(spider& self) {
     return GO_ON;
   }
   log_url(self, "  guest pages quota exceeds");
+  count_spider(self.counts.nb_refused_by_quota);
   return release_url(self);
 }
 
-step fetch_page(spider& self) {
-  Crawler& crawler = self.crawler;
+// Fetches the page and counts how that ended. True when it came.
+bool fetch_and_count(spider& self, uint64_t& time_us) {
+  set_state_spider(self.counts, SPIDER_FETCHING);
   const uint64_t start_us = get_steady_time_us();
-  if (fetch_url(*self.fetcher, self.url, {}, self.elapsed_seconds) == 1) {
+  const bool came = fetch_url(*self.fetcher, self.url, {}, self.elapsed_seconds) == 1;
+  time_us = get_steady_time_us() - start_us;
+  count_fetch_spider(self.counts, self.fetcher->response.status, time_us);
+  set_state_spider(self.counts, SPIDER_WORKING);
+  return came;
+}
+
+step fetch_page(spider& self) {
+  uint64_t time_us = 0;
+  if (fetch_and_count(self, time_us)) {
     log_url(self, format_text("  Grabbed page (HTTP CODE %u)", self.fetcher->response.status));
     return GO_ON;
   }
-  cancel_fetch_page_allowance(crawler.allowance, self.url);
+  cancel_fetch_page_allowance(self.crawler.allowance, self.url);
   if (self.fetcher->response.status == 0) {
     log_url(self, "  Didn't download (NO HTTP CODE AVAILABLE)");
   } else {
-    self.elapsed_seconds = static_cast<uint32_t>((get_steady_time_us() - start_us) / 1'000'000) + 1;
+    self.elapsed_seconds = static_cast<uint32_t>(time_us / 1'000'000) + 1;
     log_url(self, format_text("  Didn't download (HTTP CODE %u)", self.fetcher->response.status));
     write_status(self);
   }
@@ -139,6 +160,7 @@ step drop_known_content(spider& self) {
       self.type == CONTENT_RAW ? compute_body_digest(body) : compute_page_digest(body);
   if (!test_and_enter_digest_table(*self.crawler.digests, digest)) return GO_ON;
   log_url(self, "  Seen this content before");
+  count_spider(self.counts.nb_duplicates);
   return release_url(self);
 }
 
@@ -159,7 +181,8 @@ void store_page(spider& self) {
   document.content = response.body;
   // A document that the store refuses is the store's to report; its fetch is on record all the
   // same.
-  (void)store_document_url_hold(*crawler.store, document, crawler.crawl_quota);
+  const int stored = store_document_url_hold(*crawler.store, document, crawler.crawl_quota);
+  if (stored != 0) count_spider(self.counts.nb_stored);
   write_status(self);
 }
 
@@ -182,17 +205,56 @@ uint32_t choose_links(spider& self) {
   return nb_chosen;
 }
 
+// Finds the links that the document's own kind has; false when it is of a kind without.
+bool extract_document_links(spider& self) {
+  const std::string& url = self.fetcher->current_url;
+  const std::string& body = self.fetcher->response.body;
+  if (self.type == CONTENT_HTML) {
+    extract_links(url, body, *self.link_context, self.links);
+    return true;
+  }
+  if (self.crawler.parse_javascript_flash == 0 || !is_flash_url(url)) return false;
+  extract_flash_links(url, body, *self.link_context, self.links);
+  return true;
+}
+
 void follow_links(spider& self) {
   Crawler& crawler = self.crawler;
   if (!crawler.follows_links && self.url != crawler.portal_list_url) return;
-  extract_links(self.fetcher->current_url, self.fetcher->response.body, *self.link_context,
-                self.links);
+  if (!extract_document_links(self)) return;
   const std::span<const std::string> all(self.links.urls.data(), self.links.count);
   if (crawler.links != nullptr) write_link_record(*crawler.links, self.url, all);
   write_formatted_log(*crawler.log, LOG_STATUS, LINK_FIELDS, "Extract %u URLs from %s",
                       self.links.count, self.url.c_str());
   const uint32_t nb_chosen = choose_links(self);
   crawler.horizon->add_urls(*crawler.horizon, all.first(nb_chosen));
+}
+
+// A crawl of feeds takes a document for one even where its type names text or HTML first.
+bool is_feed(const spider& self) {
+  if (self.type == CONTENT_XML) return true;
+  return self.crawler.profile.is_rss &&
+         find_ignoring_case(get_content_type(self), "xml") != std::string_view::npos;
+}
+
+bool may_follow_item(spider& self, std::string_view link) {
+  return is_allowed_url_filter(self.crawler.filter, link) &&
+         !is_guest_limit_reached_page_allowance(self.crawler.allowance, link) &&
+         robots_allowed(*self.crawler.robots, link, *self.robots_fetcher) == 1;
+}
+
+// Items lead to other sites as a rule: filter, robots rules and allowance are asked about each.
+void follow_items(spider& self) {
+  Crawler& crawler = self.crawler;
+  extract_feed_links(self.fetcher->current_url, self.fetcher->response.body, *self.link_context,
+                     self.links);
+  uint32_t nb_chosen = 0;
+  for (uint32_t i = 0; i < self.links.count; ++i) {
+    if (!may_follow_item(self, self.links.urls[i])) continue;
+    if (nb_chosen != i) std::swap(self.links.urls[nb_chosen], self.links.urls[i]);
+    ++nb_chosen;
+  }
+  crawler.horizon->add_urls(*crawler.horizon, {self.links.urls.data(), nb_chosen});
 }
 
 // The way of one URL that the horizon has handed out.
@@ -204,7 +266,8 @@ void crawl_url(spider& self) {
   if (fetch_page(self) == DONE) return;
   if (drop_known_content(self) == DONE) return;
   store_page(self);
-  if (self.type == CONTENT_HTML) follow_links(self);
+  follow_links(self);
+  if (is_feed(self)) follow_items(self);
   (void)release_url(self);
 }
 
@@ -216,19 +279,38 @@ void end_exhausted_crawl(spider& self) {
   }
 }
 
+// Sleeps a little while the horizon has no URL to hand out.
+void wait_for_url(spider& self, frontier_answer answer) {
+  set_state_spider(self.counts, answer == FRONTIER_WAIT ? SPIDER_WAITING : SPIDER_IDLE);
+  const uint64_t start_us = get_steady_time_us();
+  sleep_stop_gate(self.crawler.gate, PAUSE_SLEEP_TIME_MS);
+  if (answer != FRONTIER_WAIT) return;
+  count_spider(self.counts.nb_queue_waits);
+  count_spider(self.counts.queue_wait_us, get_steady_time_us() - start_us);
+}
+
+// All bodies so far, those of robots files, scripts and failed attempts included.
+void count_body_bytes(spider& self) {
+  const uint64_t nb_bytes = self.fetcher->nb_body_bytes + self.robots_fetcher->nb_body_bytes +
+                            self.script_fetcher->nb_body_bytes;
+  self.counts.nb_body_bytes.store(nb_bytes, std::memory_order_relaxed);
+}
+
 void crawl_until_stopped(spider& self) {
   Crawler& crawler = self.crawler;
   while (!is_stopped(crawler.gate)) {
     wait_while_paused(self);
     if (is_stopped(crawler.gate)) return;
+    set_state_spider(self.counts, SPIDER_WORKING);
     const frontier_answer answer =
         crawler.horizon->get_url(*crawler.horizon, self.url, self.allowed_time);
     if (answer == FRONTIER_URL) {
       crawl_url(self);
+      count_body_bytes(self);
       continue;
     }
     if (answer == FRONTIER_EMPTY) end_exhausted_crawl(self);
-    sleep_stop_gate(crawler.gate, PAUSE_SLEEP_TIME_MS);
+    wait_for_url(self, answer);
   }
 }
 
@@ -244,19 +326,28 @@ void use_cookies(http_fetcher& fetcher, cookie_jar& cookies) {
 void run_spider(Crawler& crawler, uint32_t number) {
   spider self{.crawler = crawler,
               .number = number,
+              .counts = get_slot_crawl_counters(crawler.counters, number),
               .fetcher = create_http_fetcher(crawler.fetch),
               .robots_fetcher = create_http_fetcher(crawler.fetch),
+              .script_fetcher = create_http_fetcher(crawler.fetch),
               .link_context = create_link_context(),
               .links = {},
               .url = {},
               .scratch = {}};
   self.fetcher->may_follow = may_follow_redirect;
   self.fetcher->may_follow_context = &self;
+  self.script_fetcher->may_follow = may_follow_redirect;
+  self.script_fetcher->may_follow_context = &self;
   use_cookies(*self.fetcher, crawler.cookies);
   use_cookies(*self.robots_fetcher, crawler.cookies);
+  use_cookies(*self.script_fetcher, crawler.cookies);
   set_canonical_link_context(*self.link_context, crawler.canonical_urls);
+  if (crawler.parse_javascript_flash != 0) {
+    set_script_fetcher_link_context(*self.link_context, self.script_fetcher.get());
+  }
   log_spider(self, "started");
   crawl_until_stopped(self);
+  set_state_spider(self.counts, SPIDER_ENDED);
   log_spider(self, "finished");
 }
 

@@ -5,6 +5,7 @@
 #include <csignal>
 #include <map>
 #include <string>
+#include <tuple>
 
 #include "tests/support/crawl_run.h"
 #include "tests/support/scripted_server.h"
@@ -20,7 +21,8 @@ std::string build_generated_page(const recorded_request& request) {
   const uint32_t page = parse_unsigned(std::string_view(request.path).substr(1));
   std::string html = "<html><body>";
   // Digests are sums of bytes: the text differs from page to page at every place.
-  for (uint32_t i = 1; i < 9; ++i) html += std::to_string((page + 1) * i * 2'654'435'761) + " ";
+  for (uint32_t i = 1; i < 9; ++i)
+    html += std::to_string(uint64_t{page + 1} * i * 2'654'435'761) + " ";
   for (uint32_t k = 1; k <= 20; ++k) {
     append_formatted_text(html, "<a href=\"/%u\">%u</a>\n", (page * 20 + k) % NB_PAGES, k);
   }
@@ -90,25 +92,33 @@ TEST(crawl, paces_each_host_and_lets_none_wait_for_another) {
 }
 
 TEST(crawl, goes_on_whatever_a_server_answers) {
-  scripted_server server = start_scripted_server();
   const std::string huge_path = "/" + std::string(100'000, 'u');
-  const std::tuple<const char*, scripted_answer> pages[] = {
-      {"/close", {}},
-      {"/short", {.bytes = "HTTP/1.0 200 OK\r\nContent-Length: 1000\r\n\r\nonly this"}},
-      {"/long-lie", {.bytes = "HTTP/1.0 200 OK\r\nContent-Length: 10000000\r\n\r\nx"}},
-      {"/negative", {.bytes = "HTTP/1.0 200 OK\r\nContent-Length: -5\r\n\r\nx"}},
-      {"/endless-head", {.kind = ANSWER_ENDLESS_HEAD, .bytes = "HTTP/1.0 200 OK\r\n"}},
-      {"/endless-body", {.kind = ANSWER_ENDLESS_BODY, .bytes = "HTTP/1.0 200 OK\r\n\r\n"}},
-      {"/no-http", {.bytes = "\x16\x03\x01 this is something else\n\n\n"}},
-      {"/angles", build_page_answer(std::string(1'000'000, '<'))},
-      {"/nul", build_page_answer(std::string("a\0<a href='/behind-nul'>", 23))},
-      {"/control", build_page_answer("<a href='/c\x01trl'>x</a><a href='" + huge_path + "'>x</a>")},
-      {"/loop", {.bytes = "HTTP/1.0 302 Found\r\nLocation: /loop\r\n\r\n"}},
-      {"/split", {.bytes = "HTTP/1.0 302 Found\r\nLocation: /good?\rX: y\r\n\r\n"}},
-      {"/good", build_page_answer("good page, asked for at the end")},
+  const std::string ok = "HTTP/1.0 200 OK\r\n", found = "HTTP/1.0 302 Found\r\nLocation: ";
+  const std::string grabbed = "Grabbed page (HTTP CODE 200)";
+  const auto refused = [](int code) {
+    return "Didn't download (HTTP CODE " + std::to_string(code) + ")";
   };
+  const std::tuple<const char*, scripted_answer, std::string> pages[] = {
+      {"/close", {}, refused(408)},
+      {"/short", {.bytes = ok + "Content-Length: 1000\r\n\r\nonly this"}, refused(500)},
+      {"/long-lie", {.bytes = ok + "Content-Length: 10000000\r\n\r\nx"}, refused(400)},
+      {"/negative", {.bytes = ok + "Content-Length: -5\r\n\r\nx"}, refused(400)},
+      {"/endless-head", {.kind = ANSWER_ENDLESS_HEAD, .bytes = ok}, refused(400)},
+      {"/endless-body", {.kind = ANSWER_ENDLESS_BODY, .bytes = ok + "\r\n"}, refused(400)},
+      {"/no-http",
+       {.bytes = "\x16\x03\x01 is it\n\n\n"},
+       "Didn't download (NO HTTP CODE AVAILABLE)"},
+      {"/angles", build_page_answer(std::string(1'000'000, '<')), grabbed},
+      {"/nul", build_page_answer(std::string("a\0<a href='/behind-nul'>", 23)), grabbed},
+      {"/control", build_page_answer("<a href='/c\x01trl'>x</a><a href='" + huge_path + "'>x</a>"),
+       grabbed},
+      {"/loop", {.bytes = found + "/loop\r\n\r\n"}, refused(302)},
+      {"/split", {.bytes = found + "/good?\rX: y\r\n\r\n"}, ""},
+      {"/good", build_page_answer("good page, asked for at the end"), grabbed},
+  };
+  scripted_server server = start_scripted_server();
   std::string index = "index of hostile pages";
-  for (const auto& [path, answer] : pages) {
+  for (const auto& [path, answer, outcome] : pages) {
     serve_answers_scripted_server(server, path, {answer});
     index += std::string("<a href=\"") + path + "\">x</a>\n";
   }
@@ -119,20 +129,8 @@ TEST(crawl, goes_on_whatever_a_server_answers) {
   const crawl_result crawl = run_crawl(place, setup);
 
   EXPECT_EQ(crawl.program.exit_status, 0) << crawl.program.errors;
-  const std::tuple<const char*, const char*> outcomes[] = {
-      {"/close", "Didn't download (HTTP CODE 408)"},
-      {"/short", "Didn't download (HTTP CODE 500)"},
-      {"/long-lie", "Didn't download (HTTP CODE 400)"},
-      {"/negative", "Didn't download (HTTP CODE 400)"},
-      {"/endless-head", "Didn't download (HTTP CODE 400)"},
-      {"/endless-body", "Didn't download (HTTP CODE 400)"},
-      {"/no-http", "Didn't download (NO HTTP CODE AVAILABLE)"},
-      {"/angles", "Grabbed page (HTTP CODE 200)"},
-      {"/nul", "Grabbed page (HTTP CODE 200)"},
-      {"/loop", "Didn't download (HTTP CODE 302)"},
-      {"/good", "Grabbed page (HTTP CODE 200)"},
-  };
-  for (const auto& [path, outcome] : outcomes) {
+  for (const auto& [path, answer, outcome] : pages) {
+    if (outcome.empty()) continue;
     const std::string record = get_url_scripted_server(server, path) + "  " + outcome + "\n";
     EXPECT_EQ(count_text(crawl.log, record), 1u) << record;
   }
@@ -144,80 +142,34 @@ TEST(crawl, goes_on_whatever_a_server_answers) {
   }
 }
 
-TEST(crawl, keeps_what_is_stored_when_the_disk_is_full) {
-  scripted_server server = start_scripted_server();
-  std::string index = "index";
-  for (int i = 0; i < 30; ++i) {
-    const std::string path = "/" + std::to_string(i);
-    index += "<a href='" + path + "'>x</a>";
-    serve_page_scripted_server(
-        server, path,
-        std::string(20'000, static_cast<char>('a' + i % 26)) + std::to_string(i * 7919));
-  }
-  serve_page_scripted_server(server, "/", index);
-  const crawl_place place;
-  crawl_setup setup;
-  setup.profile.seeds = {get_url_scripted_server(server, "/")};
-  setup.max_file_bytes = 200'000;
-  const crawl_result crawl = run_crawl(place, setup);
-  EXPECT_EQ(crawl.program.exit_status, 0) << crawl.program.errors;
-  EXPECT_EQ(count_all_requests_scripted_server(server), 31u) << "the crawl goes on";
-  EXPECT_GE(crawl.documents.size(), 9u);
-  EXPECT_LE(crawl.documents.size(), 10u);
-  for (const crawl_document& document : crawl.documents) {
-    if (document.url.ends_with('/')) continue;
-    EXPECT_GE(document.content.size(), 20'000u) << "whole documents only";
-  }
-  EXPECT_NE(crawl.log.find("#Fields: date time s-status s-comment\n"), std::string::npos)
-      << "the refusal is in the log";
-}
-
-TEST(crawl, refuses_a_seed_by_the_filter_and_ends) {
-  scripted_server server = start_scripted_server();
-  serve_page_scripted_server(server, "/", "never asked for");
-  const crawl_place place;
-  crawl_setup setup;
-  setup.profile.seeds = {get_url_scripted_server(server, "/")};
-  setup.profile.elements = "<excluded-urls><url name=\"http://127\"/></excluded-urls>\n";
-  const crawl_result crawl = run_crawl(place, setup);
-  EXPECT_EQ(crawl.program.exit_status, 0) << crawl.program.errors;
-  EXPECT_EQ(count_text(crawl.log, "/  is forbidden by the url filter\n"), 1u) << crawl.log;
-  EXPECT_EQ(count_all_requests_scripted_server(server), 0u);
-}
-
-TEST(crawl, keeps_to_page_allowance_and_quota) {
-  const struct {
-    const char* seed_attributes;
-    const char* elements;
-    size_t max_stored;
-    size_t max_asked;
-    const char* log_text;
-  } cases[] = {
+TEST(crawl, keeps_to_filter_page_allowance_and_quota) {
+  const std::tuple<const char*, const char*, size_t, size_t, const char*> cases[] = {
+      // attributes of the seed, elements, documents, requests at most, text in the log
+      {"", "<excluded-urls><url name=\"http://127\"/></excluded-urls>", 0, 0,
+       "/0  is forbidden by the url filter\n"},
       {"max-guest-pages=\"5\"", "", 5, 5, ""},
       {"site_max_num=\"7\"", "", 7, 7, "  guest pages quota exceeds\n"},
       {"", "<quota files=\"9\"/>", 9, 100, "Stopping crawl - Crawler's quota exceeded"},
   };
-  for (const auto& c : cases) {
-    SCOPED_TRACE(std::string(c.seed_attributes) + c.elements);
+  for (const auto& [seed_attributes, elements, nb_stored, max_asked, log_text] : cases) {
+    SCOPED_TRACE(std::string(seed_attributes) + elements);
     scripted_server server = start_scripted_server();
     serve_default_scripted_server(server, [](const recorded_request& request) {
       const uint32_t page = parse_unsigned(std::string_view(request.path).substr(1));
       const std::string next = std::to_string(page + 1);
-      return build_response_text(
-          200, "Content-Type: text/html\r\n",
-          page < 99 ? "page <a href='/" + next + "'>" + next + "</a>" : "last page");
+      return build_response_text(200, "Content-Type: text/html\r\n",
+                                 page < 99 ? "page <a href='/" + next + "'>" + next : "last page");
     });
     const crawl_place place;
     crawl_setup setup;
     setup.profile.nb_spiders = 1;
-    setup.profile.elements = c.elements;
-    setup.profile.seeds = {get_url_scripted_server(server, "/0") + "\" " + c.seed_attributes +
-                           " x=\""};
+    setup.profile.elements = elements;
+    setup.profile.seeds = {get_url_scripted_server(server, "/0\" ") + seed_attributes + " x=\""};
     const crawl_result crawl = run_crawl(place, setup);
     EXPECT_EQ(crawl.program.exit_status, 0) << crawl.program.errors;
-    EXPECT_EQ(crawl.documents.size(), c.max_stored);
-    EXPECT_LE(count_all_requests_scripted_server(server), c.max_asked);
-    EXPECT_NE(crawl.log.find(c.log_text), std::string::npos);
+    EXPECT_EQ(crawl.documents.size(), nb_stored);
+    EXPECT_LE(count_all_requests_scripted_server(server), max_asked);
+    EXPECT_NE(crawl.log.find(log_text), std::string::npos);
   }
 }
 
