@@ -11,9 +11,12 @@ packages=(
   libgtest-dev libgmock-dev libbenchmark-dev clang-format-14 clang-tidy-14 python3-minimal curl
   # a web server and a real site for the demo, the tests and the benchmark
   nginx-light python3-doc
-  # a real proxy to crawl through
-  tinyproxy-bin
+  # a real proxy to crawl through, a real browser for the administration pages
+  tinyproxy-bin chromium
 )
+# What drives the browser. Some machines have Node.js, npm included, from elsewhere.
+command -v node >/dev/null || packages+=(nodejs)
+command -v npm >/dev/null || packages+=(npm)
 
 missing=()
 for package in "${packages[@]}"; do

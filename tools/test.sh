@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Sets up, builds and runs every test: formatting, all tests under AddressSanitizer and
-# UndefinedBehaviorSanitizer, and what threads share under ThreadSanitizer as well.
+# UndefinedBehaviorSanitizer, the administration pages in a real browser, and what threads share under
+# ThreadSanitizer as well.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -17,6 +18,9 @@ cmake --build --preset asan
 
 say "tests with AddressSanitizer and UndefinedBehaviorSanitizer"
 ctest --test-dir build-asan --output-on-failure -j2
+
+say "administration pages in a browser, over a crawl with AddressSanitizer"
+tests/browser/run.sh build-asan/_zcrawler
 
 say "build with ThreadSanitizer"
 cmake --preset tsan >/dev/null
