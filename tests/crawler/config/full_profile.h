@@ -1,72 +1,64 @@
 // A profile in which every field differs from its default.
 #pragma once
 
+#include <gtest/gtest.h>
+
+#include <sstream>
 #include <string>
 
-#include "crawler/config/crawler_config.h"
+#include "crawler/config/config_text.h"
 
 namespace wk {
 
+[[nodiscard]] inline std::string write_fields(const config_values& config) {
+  std::string text = "what stood here before";
+  write_config_text(config, text);
+  return text;
+}
+
+// The fields that differ from a fresh record's, as their text has them: "nb-spiders 9; retries 1".
+[[nodiscard]] inline std::string describe(const config_values& config) {
+  const std::string defaults = "\n" + write_fields({});
+  std::istringstream lines(write_fields(config));
+  std::string fields;
+  for (std::string line; std::getline(lines, line);) {
+    if (defaults.find("\n" + line + "\n") != std::string::npos) continue;
+    fields += (fields.empty() ? "" : "; ") + line;
+  }
+  return fields;
+}
+
+// What describe says of the full profile. The numbers of sites are those of a.test and b.test.
+constexpr const char* FULL_FIELDS =
+    "convert-content 0; nb-spiders 3; admin-port -1; admin-address 0.0.0.0; forever-mode 1; "
+    "admin-thread-sleep-time 250; stop-when-empty 1; rss 1; seed-url http://a.test/; "
+    "seed-url http://b.test/start?x=1&y=2; seed-guest-limit 4; seed-guest-limit 100000000; "
+    "site-page-limit 1151567390\t1000000; site-page-limit 3598367151\t2; "
+    "restricted-url http://a\\\\.test/; excluded-url http://a\\\\.test/private; "
+    "restricted-extension html; restricted-extension php; excluded-extension zip; "
+    "restricted-regex http://b\\\\.test/.*; excluded-regex .*\\\\?session=.*; "
+    "credential http://a.test/\tuser\tpass&word; credential b.test\t\tx; "
+    "substitution www\\\\.(.*)\t\\\\1; substitution a-b\t; cookie a.test\t/\tname\tdata, more; "
+    "disable-all-cookies 1; disabled-cookie-site ads.test; log-name {}/log; log-append 1; "
+    "log-filter 6; frontier-sleep-mode 1; frontier-mode 2222; sleep-interval 0; nb-queues 5; "
+    "queue-buffer-size 4; disk-cache-size 900; depth-first 0; portal-list http://portal.test/; "
+    "http-proxy 127.0.0.1:3128; timeout-wait 1500; retries 2; retries-wait 30; honor-robots 0; "
+    "user-agent Some/1.0 (agent); canonical-urls 1; strict-safety 1; parse-javascript-flash 1; "
+    "hyperlink-extraction-off 1; news-pipeline 1; news-pipeline-host pipeline.test; "
+    "news-pipeline-port 9000; news-pipeline-raw 1; store-name {}/store; temp-data-path {}/temp; "
+    "status-file-path {}/status; link-file-path {}/links; store-mbytes 11; store-files 12; "
+    "quota-mbytes 13; quota-files 14; checkpoint-directory {}/checkpoint; "
+    "checkpoint-interval 3600";
+
 // Every path lies below base.
 [[nodiscard]] inline config_values build_full_profile(const std::string& base) {
+  std::string text = FULL_FIELDS;
+  for (size_t at = 0; (at = text.find("; ")) != std::string::npos;) text.replace(at, 2, "\n");
+  for (size_t at = 0; (at = text.find("{}", at)) != std::string::npos; at += base.size()) {
+    text.replace(at, 2, base);
+  }
   config_values profile;
-  profile.convert_content = false;
-  profile.nb_spiders = 3;
-  profile.admin_port = -1;
-  profile.admin_address = "0.0.0.0";
-  profile.forever_mode = 1;
-  profile.admin_thread_sleep_time_ms = 250;
-  profile.stop_when_empty = true;
-  profile.is_rss = true;
-  profile.seed_urls = {"http://a.test/", "http://b.test/start?x=1&y=2"};
-  profile.max_guest_pages = {4, NO_GUEST_PAGE_LIMIT};
-  profile.site_page_limits = {{7, 2}, {4'294'967'295, 1'000'000}};
-  profile.restricted_urls = {"http://a\\.test/"};
-  profile.excluded_urls = {"http://a\\.test/private", "http://a\\.test/tab\there"};
-  profile.restricted_extensions = {"html", "php"};
-  profile.excluded_extensions = {"zip"};
-  profile.restricted_regexes = {"http://b\\.test/.*"};
-  profile.excluded_regexes = {".*\\?session=.*"};
-  profile.credentials = {{"http://a.test/", "user", "pass\\word\n"}, {"b.test", "", "x"}};
-  profile.substitutions = {{"www\\.(.*)", "\\1"}, {"a\tb", ""}};
-  profile.cookies = {{"a.test", "/", "name", "data; with \x01 and \xff"}};
-  profile.all_cookies_mode = 1;
-  profile.disabled_cookie_sites = {"ads.test"};
-  profile.log_name = base + "/log";
-  profile.log_append = true;
-  profile.log_filter = 6;
-  profile.frontier_sleep_mode = 1;
-  profile.frontier_mode = 2222;
-  profile.sleep_interval_seconds = 0;
-  profile.nb_queues = 5;
-  profile.queue_buffer_size = 4;
-  profile.disk_cache_size = 900;
-  profile.depth_first = false;
-  profile.portal_list_url = "http://portal.test/";
-  profile.http_proxy = "127.0.0.1:3128";
-  profile.timeout_wait_ms = 1'500;
-  profile.retries = 2;
-  profile.retries_wait_ms = 30;
-  profile.honor_robots = false;
-  profile.user_agent = "Some/1.0 (agent)";
-  profile.canonical_urls = true;
-  profile.strict_safety = true;
-  profile.parse_javascript_flash = 1;
-  profile.hyperlink_extraction_off = 1;
-  profile.news_pipeline_enabled = 1;
-  profile.news_pipeline_host = "pipeline.test";
-  profile.news_pipeline_port = 9'000;
-  profile.news_pipeline_raw = 1;
-  profile.store_name = base + "/store";
-  profile.temp_data_path = base + "/temp";
-  profile.status_file_path = base + "/status";
-  profile.link_file_path = base + "/links";
-  profile.store_mbytes = 11;
-  profile.store_files = 12;
-  profile.quota_mbytes = 13;
-  profile.quota_files = 14;
-  profile.checkpoint_directory = base + "/checkpoint";
-  profile.checkpoint_interval_seconds = 3'600;
+  EXPECT_TRUE(read_config_text(text + "\n", profile));
   return profile;
 }
 
