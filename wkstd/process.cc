@@ -66,20 +66,12 @@ struct process {
 
 namespace {
 
-// A process that was started without one of its standard streams opens a pipe in its place. What it
-// prints would go to the program.
-bool lift_above_standard_streams(handle& end) {
-  if (end.number > STDERR_FILENO) return true;
-  end = handle(::fcntl(end.number, F_DUPFD_CLOEXEC, STDERR_FILENO + 1));
-  return end.number >= 0;
-}
-
 bool open_pipe(pipe_ends& ends) {
   int numbers[2];
   if (::pipe2(numbers, O_CLOEXEC) != 0) return false;
   ends.read = handle(numbers[0]);
   ends.write = handle(numbers[1]);
-  return lift_above_standard_streams(ends.read) && lift_above_standard_streams(ends.write);
+  return true;
 }
 
 // Only this process's end: the program finds its own as any program expects it.
