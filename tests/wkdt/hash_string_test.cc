@@ -19,29 +19,18 @@ uint32_t hash_byte_by_byte(std::string_view key, uint32_t nb_buckets) {
   return h;
 }
 
-TEST(hash_string, hashes_as_byte_by_byte_for_every_table_size) {
+TEST(hash_string, hashes_as_byte_by_byte_below_the_first_prime_above_its_size) {
   std::mt19937 random(7);
-  for (const uint32_t size : {0u, 11u, 250u, 100'000u, 13'000'000u, 4'000'000'000u}) {
-    const hash_string_ptr table = create_hash_string(size);
-    for (int i = 0; i < 500; ++i) {
-      std::string key(random() % 40, '\0');
-      for (char& c : key) c = static_cast<char>(random());
-      EXPECT_EQ(hash_key(*table, key), hash_byte_by_byte(key, table->nb_buckets));
-    }
-    const std::string highest(100, '\xff');
-    EXPECT_EQ(hash_key(*table, highest), hash_byte_by_byte(highest, table->nb_buckets));
-  }
-}
-
-TEST(create_hash_string, takes_the_first_prime_above_the_size) {
-  const std::pair<uint32_t, uint32_t> cases[] = {{0, 11},
-                                                 {10, 11},
-                                                 {11, 19},
-                                                 {100'000, 106'721},
-                                                 {13'845'163, 13'845'163},
-                                                 {UINT32_MAX, 13'845'163}};
+  const std::pair<uint32_t, uint32_t> cases[] = {
+      {0, 11}, {11, 19}, {100'000, 106'721}, {13'845'163, 13'845'163}, {UINT32_MAX, 13'845'163}};
   for (const auto& [size, nb_buckets] : cases) {
-    EXPECT_EQ(create_hash_string(size)->nb_buckets, nb_buckets) << size;
+    const hash_string_ptr table = create_hash_string(size);
+    EXPECT_EQ(table->nb_buckets, nb_buckets) << size;
+    for (int i = 0; i < 500; ++i) {
+      std::string key(i < 499 ? random() % 40 : 100, '\xff');
+      for (size_t at = 0; at < key.size() && i < 499; ++at) key[at] = static_cast<char>(random());
+      EXPECT_EQ(hash_key(*table, key), hash_byte_by_byte(key, nb_buckets));
+    }
   }
 }
 
@@ -52,9 +41,8 @@ TEST(hash_string, agrees_with_a_map_over_clears) {
     std::unordered_map<std::string, uint32_t> map;
     for (uint32_t i = 0; i < 3'000; ++i) {
       const std::string key = std::to_string(random() % 1'000) + std::string(random() % 3, '\0');
-      const bool known = map.count(key) != 0;
       map[key] = i;
-      EXPECT_EQ(insert_hash_string(*table, key, i), map.size()) << known;
+      EXPECT_EQ(insert_hash_string(*table, key, i), map.size());
     }
     for (const auto& [key, value] : map) EXPECT_EQ(lookup_hash_string(key, *table), value);
     EXPECT_EQ(lookup_hash_string("absent", *table), HASH_STRING_NOT_FOUND);

@@ -1,14 +1,13 @@
 #include "wkdt/t_sort.h"
 
 #include <gtest/gtest.h>
-#include <sys/resource.h>
 
 #include <algorithm>
-#include <csignal>
 #include <random>
 #include <string>
 #include <vector>
 
+#include "tests/support/full_disk.h"
 #include "tests/support/temp_directory.h"
 #include "wkstd/directory.h"
 
@@ -30,10 +29,9 @@ std::string sort_text(const std::string& input, t_sort_options options) {
 TEST(t_sort, sorts_in_every_order_whatever_the_chunks) {
   const std::tuple<const char*, t_sort_options, std::string, std::string> cases[] = {
       {"nothing", {}, "", ""},
-      {"bytes", {}, "b\na\nab\n\xff\n\nA", "A\na\nab\nb\n\xff\n"},
+      {"bytes", {}, "b\na\nab\n\xff\n\nA\na", "A\na\na\nab\nb\n\xff\n"},
       {"bytes reversed", {.reverse = true}, "b\na\nab\n", "b\nab\na\n"},
       {"unique", {.unique = true}, "a\nb\na\nb\na\n", "a\nb\n"},
-      {"not unique", {}, "a\nb\na\n", "a\na\nb\n"},
       {"numbers in base 11", {.order = 1}, "20\n19\n10\n9\nx\n", "x\n9\n10\n19\n20\n"},
       {"numbers reversed", {.order = 2, .reverse = true}, "9\n10\n1\n", "10\n9\n1\n"},
       {"equal numbers, unique", {.order = 1, .unique = true}, "7\n7a\n8\n", "7\n8\n"},
@@ -67,13 +65,9 @@ TEST(t_sort, agrees_with_a_sort_in_memory) {
   for (const uint64_t chunk_bytes : {100'000'000u, 10'000u, 1'000u}) {  // hundreds of chunks
     EXPECT_TRUE(sort_text(input, {.unique = true, .chunk_bytes = chunk_bytes}) == expected);
   }
-}
-
-TEST(t_sort, survives_an_order_that_contradicts_itself) {
-  std::string input;
-  for (int i = 0; i < 3'000; ++i) input += i % 3 == 0 ? "a\n" : (i % 3 == 1 ? "a,\n" : "ab\n");
-  const std::string output = sort_text(input, {.order = 3});
-  EXPECT_EQ(output.size(), input.size());
+  input.clear();  // lines whose order by fields contradicts itself
+  for (int i = 0; i < 1'000; ++i) input += "a\na,\nab\n";
+  EXPECT_EQ(sort_text(input, {.order = 3}).size(), input.size());
 }
 
 TEST(t_sort, tells_what_it_could_not_do_and_leaves_nothing_behind) {
@@ -86,16 +80,11 @@ TEST(t_sort, tells_what_it_could_not_do_and_leaves_nothing_behind) {
   EXPECT_EQ(t_sort(in, directory.path + "/none/out", {}), T_SORT_WRITE_ERROR);
   EXPECT_NE(testing::internal::GetCapturedStderr().find("tsort: t_sort: "), std::string::npos);
 
-  ::signal(SIGXFSZ, SIG_IGN);
-  struct rlimit before {};
-  ::getrlimit(RLIMIT_FSIZE, &before);
   for (const rlim_t max_bytes : {50'000u, 100'000u}) {  // the first chunk fails; the merge fails
-    const struct rlimit limit { max_bytes, before.rlim_max };
-    ::setrlimit(RLIMIT_FSIZE, &limit);
+    const full_disk disk(max_bytes);
     testing::internal::CaptureStderr();
     const t_sort_status status =
         t_sort(in, out, {.chunk_bytes = 70'000, .directory = directory.path});
-    ::setrlimit(RLIMIT_FSIZE, &before);
     testing::internal::GetCapturedStderr();
     EXPECT_EQ(status, T_SORT_WRITE_ERROR);
     std::vector<std::string> left;

@@ -109,17 +109,5 @@ TEST(config_writer, leaves_parts_out_by_their_own_rules) {
   EXPECT_THAT(written, Not(HasSubstr("user-agent")));
 }
 
-TEST(config_writer, writes_what_both_readers_read_save_the_checkpoint_directory) {
-  config_values values;
-  values.seed_urls = {"http://a/"};
-  values.max_guest_pages = {NO_GUEST_PAGE_LIMIT};
-  values.store_name = values.temp_data_path = "/s";
-  values.checkpoint_directory = "/c";
-  values.checkpoint_interval_seconds = 60;
-  const config_values read = read_with_both(write_values(values));
-  values.checkpoint_directory.clear();
-  expect_same_config(read, values);
-}
-
 }  // namespace
 }  // namespace wk

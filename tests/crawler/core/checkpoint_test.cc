@@ -232,13 +232,14 @@ TEST(checkpoint, refuses_a_target_that_is_none_and_touches_nothing) {
 }
 
 TEST(restore_crawler, begins_with_what_can_be_had_and_says_whether_that_is_all) {
+  const std::string long_url = "http://b.test/" + std::string(5'000, 'x');
   const std::tuple<const char*, const char*, uint64_t, bool, urls> cases[] = {
       // name, directory below the test's (empty: the profile names none), bytes that no file may
       // have, whether all was restored, what the horizon holds
       {"no directory in the profile", "", 0, true, {}},
       {"an empty directory", "temp/../store", 0, true, {}},
       {"a directory that has gone", "gone", 0, false, {}},
-      {"a checkpoint and more", "checkpoint", 0, true, {"http://a.test/", "http://b.test/"}},
+      {"a checkpoint and more", "checkpoint", 0, true, {"http://a.test/", long_url}},
       {"a file that cannot be copied", "checkpoint", 1'000, false, {"http://a.test/"}},
   };
   for (const auto& [name, directory, max_bytes, is_whole, expected] : cases) {
@@ -246,8 +247,7 @@ TEST(restore_crawler, begins_with_what_can_be_had_and_says_whether_that_is_all) 
     const test_crawl crawl;
     (void)add_urls(crawl);
     write_test_file(crawl.place.temp + "/left", "by whom ever");
-    write_test_file(crawl.checkpoint + "/nfrontier.0.head.txt",
-                    std::string(5'000, '\n') + "http://b.test/\n");
+    write_test_file(crawl.checkpoint + "/nfrontier.0.head.txt", long_url + "\n");
     write_test_file(crawl.checkpoint + "/nfrontier.1.head.txt", "http://a.test/\n");
     write_test_file(crawl.checkpoint + "/other", "http://c.test/\n");
     const tree before = read_tree(crawl.checkpoint);

@@ -130,15 +130,6 @@ TEST(frontier, takes_only_urls_that_may_be_crawled_and_each_once) {
   EXPECT_EQ(h.ops->count_urls(*h.ops), 6u);
 }
 
-TEST(frontier, writes_its_state_as_four_integers_and_the_directory) {
-  test_horizon h;
-  add(h, "http://a/1");
-  h.ops->self->directory = "dir";
-  std::string state;
-  h.ops->write_state(*h.ops, state);
-  EXPECT_EQ(state, std::string("\1\0\0\0\xae\x08\0\0\3\0\0\0dir\1\0\0\0", 19));
-}
-
 TEST(frontier, says_so_when_an_unsupported_operation_finds_urls) {
   const std::string never = "this function should never be called, check the frontier mode";
   test_horizon h;

@@ -16,8 +16,8 @@ struct pipeline_fixture {
   quota crawl_quota;
   pipeline_peer peer;
 
-  explicit pipeline_fixture(std::vector<int> answers)
-      : peer{[=](size_t number) { return answers.at(number - 1); },
+  explicit pipeline_fixture(const std::vector<int>& answers)
+      : peer{[answers](size_t number) { return answers.at(number - 1); },
              [this] {
                if (peer.items.back().url == "stop") set_stop_stop_gate(gate);
              }} {
