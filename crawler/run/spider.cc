@@ -25,8 +25,7 @@ struct spider {
   spider_counters& counts;  // its own; others read them
   http_fetcher_ptr fetcher;
   http_fetcher_ptr robots_fetcher;  // for robots files that are wanted in the middle of a fetch
-  http_fetcher_ptr
-      script_fetcher;  // for the scripts that a page loads, while its own holds the page
+  http_fetcher_ptr script_fetcher;  // for scripts of a page that the first one holds
   link_context_ptr link_context;
   link_list links;
 

@@ -2,14 +2,22 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
+#include <condition_variable>
+#include <cstdio>
 #include <filesystem>
 #include <future>
+#include <memory>
+#include <mutex>
 #include <string>
+#include <thread>
+#include <vector>
 
 #include "tests/support/crawl_run.h"
 #include "tests/support/loopback_port.h"
 #include "tests/support/scripted_server.h"
 #include "wkskt/skt.h"
+#include "wkstd/clock.h"
 
 namespace wk {
 namespace {
@@ -92,6 +100,58 @@ TEST(administration, takes_orders_from_its_operator_alone) {
         std::string("Crawler manually stopped.")}) {
     EXPECT_EQ(count_text(result.log, text), 1u) << text;
   }
+}
+
+// A site without an end: every page links to three others.
+std::string build_endless_page(const recorded_request& asked) {
+  const uint64_t number = std::strtoull(asked.path.c_str() + 1, nullptr, 10);
+  std::string page = asked.path + std::string(number % 64, 'x');
+  for (uint64_t i = 1; i <= 3; ++i) {
+    page += " <a href='/" + std::to_string(number * 3 + i) + "'>x</a>";
+  }
+  return build_page_answer(page).bytes;
+}
+
+// Waits until the crawl has fetched 4,000 pages more and prints how fast that went.
+void print_crawl_speed(const scripted_server& server, const char* when) {
+  const uint64_t start_us = get_steady_time_us();
+  const uint64_t nb_before = count_all_requests_scripted_server(server);
+  uint64_t nb_fetched = 0;
+  while (nb_fetched < 4'000) {
+    std::this_thread::yield();
+    nb_fetched = count_all_requests_scripted_server(server) - nb_before;
+  }
+  const double seconds = static_cast<double>(get_steady_time_us() - start_us) / 1e6;
+  std::printf("%s: %.0f pages/s\n", when, static_cast<double>(nb_fetched) / seconds);
+}
+
+TEST(administration, answers_beside_clients_that_hang_and_the_crawl_goes_on) {
+  scripted_server server = start_scripted_server();
+  serve_default_scripted_server(server, build_endless_page);
+  crawl_setup setup;
+  setup.profile.seeds = {get_url_scripted_server(server, "/0")};
+  steered_crawl crawl(setup);
+  print_crawl_speed(server, "no client");
+  std::vector<int> silent;
+  for (int i = 0; i < 200; ++i) silent.push_back(skt_open("127.0.0.1", crawl.port));
+  std::jthread drip([port = crawl.port](const std::stop_token& stop) {
+    const int handle = skt_open("127.0.0.1", port);
+    std::mutex lock;
+    std::unique_lock held(lock);
+    std::condition_variable_any second;
+    while (!stop.stop_requested() && skt_send_all(handle, "G") != 0) {
+      second.wait_for(held, stop, std::chrono::seconds(1), [] { return false; });
+    }
+    skt_close(handle);
+  });
+  print_crawl_speed(server, "200 silent clients and one that drips");
+  const uint64_t start_us = get_steady_time_us();
+  EXPECT_TRUE(crawl.ask("/webadmin/GetStats").starts_with("HTTP/1.0 200 OK\r\n"));
+  std::printf("a page beside them: %.1f ms\n",
+              static_cast<double>(get_steady_time_us() - start_us) / 1e3);
+  drip.request_stop();
+  EXPECT_EQ(crawl.shut_down().program.exit_status, 0);
+  for (const int handle : silent) skt_close(handle);
 }
 
 TEST(administration, is_never_fetched_by_its_own_crawl) {

@@ -103,7 +103,7 @@ TEST(script_links, are_found_in_scripts_that_the_page_loads) {
                    {"/d/c.js", "'in-c.html'"}};
   EXPECT_EQ(
       find_links("http://p/ <script src=\"a.js\">'body.html'</script><SCRIPT src=c.js></SCRIPT>"
-                 "<script defer SRC='/b.js'/><script src=gone.js></script>"
+                 "<script defer SRC='/b.js'/>'text.html'<script src=gone.js></script>"
                  "<script src=\"\"></script><script src='e\x01.js'></script>"
                  "<script data-src=c.js>'last.html'</script><script src='c.js",
                  *scripts.fetcher),

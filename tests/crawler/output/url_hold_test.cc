@@ -94,11 +94,11 @@ TEST(flatsite_url_hold, writes_records_byte_for_byte) {
 
 TEST(flatsite_url_hold, ends_a_file_at_its_limits_and_starts_each_anew) {
   const std::string mega(1'048'576, 'm'), refresh = "http-equiv=\"refresh\"";
-  const std::string one = build_record("1");
+  const std::string one = build_record("1"), two = one + one;
   const std::tuple<const char*, int32_t, int32_t, std::vector<std::string>, store_files> cases[] = {
       // name, pages and megabytes of a file, documents, files
       {"no limits above zero", 0, -1, {"1", "1", "1"}, {{"1", one + one + one}}},
-      {"pages", 2, 0, {"1", "1", "1"}, {{"1", one + one}, {"2", one}}},
+      {"pages", 2, 0, {"1", "1", "1", "1", "1"}, {{"1", two}, {"2", two}, {"3", one}}},
       {"megabytes", 9, 1, {"1", mega, "1"}, {{"1", one + build_record(mega)}, {"2", one}}},
       {"a file each, bare", 1, 0, {"a", refresh, "b"}, {{"1", "a"}, {"2", refresh}, {"3", "b"}}},
   };
