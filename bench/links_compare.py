@@ -3,11 +3,12 @@
 
     cmake --preset release && cmake --build build --target page_links
     apt-get install -y --no-install-recommends chromium python3-doc valgrind libxslt1-dev nodejs-doc
-    bench/links_compare.py build/bench/page_links
+    bench/links_compare.py build/bench/page_links [DIRECTORY NUMBER]
 
 The pages are Debian's own documentation, served from /usr/share on a loopback port. Chromium gets
 them with a script at their end that writes down every link of the tree once the page is loaded.
-Fragments are left out on both sides. A page that is not installed is passed over.
+Fragments are left out on both sides. A page that is not installed is passed over. With DIRECTORY,
+a folder below /usr/share, NUMBER of its pages are taken instead, spread evenly over all.
 """
 
 import http.server
@@ -116,11 +117,19 @@ def compare_page(program, site, page):
     return len(both), len(crawler) - len(both), len(browser) - len(both)
 
 
+def choose_pages(arguments):
+    if not arguments:
+        return [page for page in PAGES if (ROOT / page).is_file()]
+    files = sorted((ROOT / arguments[0]).rglob("*.html"))
+    step = max(1, len(files) // int(arguments[1]))
+    return [str(file.relative_to(ROOT)) for file in files[::step]][:int(arguments[1])]
+
+
 def main():
     server = http.server.ThreadingHTTPServer(("127.0.0.1", 0), page_server)
     threading.Thread(target=server.serve_forever, daemon=True).start()
     site = f"http://127.0.0.1:{server.server_address[1]}/"
-    pages = [page for page in PAGES if (ROOT / page).is_file()]
+    pages = choose_pages(sys.argv[2:])
     sums = [sum(column) for column in zip(*(compare_page(sys.argv[1], site, p) for p in pages))]
     print(f"{len(pages)} pages: both {sums[0]}, crawler alone {sums[1]}, browser alone {sums[2]}")
     server.shutdown()

@@ -19,7 +19,7 @@ namespace {
 
 constexpr size_t NB_PAGES = 40;
 
-// A site whose home links to every page, and the pipeline that a crawl of it is to use.
+// A feed with every page as an item, and the pipeline that a crawl of it is to use.
 struct pipeline_fixture {
   scripted_server server = start_scripted_server();
   std::map<std::string, std::string> pages;  // by URL
@@ -27,23 +27,27 @@ struct pipeline_fixture {
   crawl_setup setup;
 
   explicit pipeline_fixture(pipeline_peer with) : peer(std::move(with)) {
-    std::string& home = pages[get_url_scripted_server(server, "/")];
+    std::string& feed = pages[get_url_scripted_server(server, "/")];
+    feed = "<rss version=\"2.0\"><channel>";
     for (size_t number = 1; number < NB_PAGES; ++number) {
       const std::string path = "/" + std::to_string(number);
       const std::string page(number * 4'999, static_cast<char>('A' + number));
       pages[get_url_scripted_server(server, path)] = page;
       serve_page_scripted_server(server, path, page);
-      home += "<a href=\"" + path + "\">x</a>";
+      feed += "<item><link>" + get_url_scripted_server(server, path) + "</link></item>";
     }
-    serve_page_scripted_server(server, "/", home);
+    feed += "</channel></rss>";
+    serve_bytes_scripted_server(server, "/",
+                                build_response_text(200, "Content-Type: text/xml\r\n", feed));
     start_pipeline_peer(peer);
     setup.profile.seeds = {get_url_scripted_server(server, "/")};
+    setup.profile.attributes = "type=\"rss\"";
     setup.profile.elements = "<news-pipeline-mode enable=\"1\" hostname=\"127.0.0.1\" port=\"" +
                              std::to_string(peer.port) + "\"/>\n";
   }
 };
 
-TEST(pipeline, gets_every_page_and_the_crawl_agrees_with_it) {
+TEST(pipeline, gets_every_story_of_a_feed_and_the_crawl_agrees_with_it) {
   for (const char* quota : {"", "<quota files=\"12\"/>"}) {
     std::map<int, size_t> counts;
     pipeline_fixture f({[&counts](size_t number) {
