@@ -4,6 +4,7 @@
 #include <re2/set.h>
 
 #include "wkfs/pattern_factor.h"
+#include "wkfs/pattern_prefix.h"
 
 namespace wk {
 namespace {
@@ -27,10 +28,26 @@ std::unique_ptr<RE2> compile_all(const std::string& pattern) {
   return std::make_unique<RE2>(pattern, options);
 }
 
+constexpr size_t MAX_PREFIXES = 8;
+
 std::string join_patterns(std::span<const std::string> patterns) {
   std::string all;
   for (const std::string& pattern : patterns) all += (all.empty() ? "(?:" : "|(?:") + pattern + ")";
   return all;
+}
+
+// False when prefixes are not all of the patterns.
+bool read_prefixes(std::vector<pattern_prefix>& prefixes, std::span<const std::string> patterns) {
+  bool has_others = false;
+  for (const std::string& pattern : patterns) {
+    pattern_prefix prefix;
+    if (prefixes.size() < MAX_PREFIXES && read_pattern_prefix(prefix, pattern)) {
+      prefixes.push_back(std::move(prefix));
+    } else {
+      has_others = true;
+    }
+  }
+  return !has_others;
 }
 
 }  // namespace
@@ -40,6 +57,10 @@ struct pattern_automaton {
   // The same patterns for texts on which the set's automaton outgrows its memory: slow, but within
   // any memory.
   std::unique_ptr<RE2> slow;
+
+  // Of the patterns, those that only say how a text begins; more than a few are left to the set.
+  std::vector<pattern_prefix> prefixes;
+  bool has_others = false;
 
   pattern_automaton() : set(get_options(PATTERN_AUTOMATON_BYTES), RE2::ANCHOR_BOTH) {}
 };
@@ -62,10 +83,15 @@ pattern_automaton_ptr compile_pattern_automaton(std::span<const std::string> pat
   if (!automaton->slow->ok()) return nullptr;
   if (automaton->set.Add(automaton->slow->pattern(), nullptr) < 0) return nullptr;
   if (!automaton->set.Compile()) return nullptr;
+  automaton->has_others = !read_prefixes(automaton->prefixes, patterns);
   return automaton;
 }
 
 bool matches_pattern_automaton(const pattern_automaton& automaton, std::string_view text) {
+  for (const pattern_prefix& prefix : automaton.prefixes) {
+    if (matches_pattern_prefix(prefix, text)) return true;
+  }
+  if (!automaton.has_others) return false;
   RE2::Set::ErrorInfo error{};
   std::vector<int>* no_indices = nullptr;
   if (automaton.set.Match(get_piece(text), no_indices, &error)) return true;

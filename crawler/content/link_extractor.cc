@@ -1,5 +1,7 @@
 #include "crawler/content/link_extractor.h"
 
+#include <vector>
+
 #include "crawler/content/feed_links.h"
 #include "crawler/content/flash_links.h"
 #include "crawler/content/html_scan.h"
@@ -15,6 +17,8 @@ struct link_context {
   http_fetcher* script_fetcher = nullptr;  // null: scripts and movies give no links
   std::string page_base;                   // that a base tag of this page has set
   link_set seen;                           // the links of this page's tags
+  link_set seen_values;                    // the same before they were resolved against the base
+  std::vector<std::string_view> values;    // of seen_values, in the page
   link_gatherer gatherer;
   script_workspace scripts;
   std::string scratch;  // a movie inflated, a feed as plain XML
@@ -43,9 +47,32 @@ void print_html_scan_fault(std::string_view page_url, html_scan_fault fault) {
   print_message(message);
 }
 
+// Forgets which values were resolved: none was, or the base is another one.
+void clear_values(link_context& context) {
+  clear_link_set(context.seen_values);
+  context.values.clear();
+}
+
+// False for a value that stood in this page before: it would resolve to the same link. A page
+// names one and the same place many times, by its fragments above all, and resolving costs more
+// than a look.
+bool is_new_value(link_context& context, std::string_view value) {
+  // What the fragment is matters where it can change what stands before it, or spoil the whole.
+  const size_t fragment = context.gatherer.canonical ? value.find('#') : std::string_view::npos;
+  if (fragment != std::string_view::npos && fragment != 0 &&
+      value.find('&') == std::string_view::npos &&
+      value.find_first_of("%/", fragment) == std::string_view::npos) {
+    value = value.substr(0, fragment);
+  }
+  const auto index = static_cast<uint32_t>(context.values.size());
+  if (!add_link_set(context.seen_values, context.values, value, index)) return false;
+  context.values.push_back(value);
+  return true;
+}
+
 // True when the link was added: it can be resolved, and the page has not given it before.
 bool add_html_link(link_context& context, std::string_view value, link_list& links) {
-  if (!resolve_link(context.gatherer, value)) return false;
+  if (!is_new_value(context, value) || !resolve_link(context.gatherer, value)) return false;
   const std::string& resolved = context.gatherer.resolved;
   if (!add_link_set(context.seen, links.urls, resolved, links.count)) return false;
   append_link_list(links, resolved);
@@ -64,6 +91,7 @@ void scan_html_links(html_scan& scan, link_context& context, link_list& links) {
     if (added && link.is_base && links.count == 1) {
       context.page_base = gatherer.resolved;
       gatherer.base = context.page_base;
+      clear_values(context);
     }
     if (is_exhausted_link_gatherer(gatherer)) return;
   }
@@ -102,6 +130,7 @@ void extract_links(std::string_view page_url, std::string_view page, link_contex
                    link_list& links) {
   begin_document(page_url, context, links);
   clear_link_set(context.seen);
+  clear_values(context);
   html_scan scan = start_html_scan(page);
   scan_html_links(scan, context, links);
   print_html_scan_fault(page_url, scan.fault);

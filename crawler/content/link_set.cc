@@ -8,7 +8,8 @@ namespace {
 
 constexpr size_t MIN_SLOTS = 1'024;
 
-void grow_link_set(link_set& set, const std::vector<std::string>& texts) {
+template <typename Text>
+void grow_link_set(link_set& set, const std::vector<Text>& texts) {
   const std::vector<link_slot> old =
       std::exchange(set.slots, std::vector<link_slot>(std::max(MIN_SLOTS, set.slots.size() * 2)));
   const size_t mask = set.slots.size() - 1;
@@ -18,6 +19,22 @@ void grow_link_set(link_set& set, const std::vector<std::string>& texts) {
     while (set.slots[at].generation == set.generation) at = (at + 1) & mask;
     set.slots[at] = slot;
   }
+}
+
+template <typename Text>
+bool add_text(link_set& set, const std::vector<Text>& texts, std::string_view text,
+              uint32_t index) {
+  if ((set.nb_used + 1) * 2 > set.slots.size()) grow_link_set(set, texts);
+  const uint64_t hash = hash_bytes(set.seed, text);
+  const auto mark = static_cast<uint32_t>(hash >> 32);
+  const size_t mask = set.slots.size() - 1;
+  size_t at = hash & mask;
+  for (; set.slots[at].generation == set.generation; at = (at + 1) & mask) {
+    if (set.slots[at].hash == mark && texts[set.slots[at].index] == text) return false;
+  }
+  set.slots[at] = {.generation = set.generation, .hash = mark, .index = index};
+  ++set.nb_used;
+  return true;
 }
 
 }  // namespace
@@ -30,19 +47,14 @@ void clear_link_set(link_set& set) {
   set.generation = 1;
 }
 
-bool add_link_set(link_set& set, const std::vector<std::string>& texts, std::string_view url,
+bool add_link_set(link_set& set, const std::vector<std::string>& texts, std::string_view text,
                   uint32_t index) {
-  if ((set.nb_used + 1) * 2 > set.slots.size()) grow_link_set(set, texts);
-  const uint64_t hash = hash_bytes(set.seed, url);
-  const auto mark = static_cast<uint32_t>(hash >> 32);
-  const size_t mask = set.slots.size() - 1;
-  size_t at = hash & mask;
-  for (; set.slots[at].generation == set.generation; at = (at + 1) & mask) {
-    if (set.slots[at].hash == mark && texts[set.slots[at].index] == url) return false;
-  }
-  set.slots[at] = {.generation = set.generation, .hash = mark, .index = index};
-  ++set.nb_used;
-  return true;
+  return add_text(set, texts, text, index);
+}
+
+bool add_link_set(link_set& set, const std::vector<std::string_view>& texts, std::string_view text,
+                  uint32_t index) {
+  return add_text(set, texts, text, index);
 }
 
 }  // namespace wk

@@ -29,9 +29,11 @@ struct link_set {
 };
 
 void clear_link_set(link_set& set);
-// True when url is none of the texts entered so far, and enters it under index; texts[index] of
-// every entry must be its text.
-bool add_link_set(link_set& set, const std::vector<std::string>& texts, std::string_view url,
+// True when text is none of those entered so far, and enters it under index; texts[index] of every
+// entry must be its text.
+bool add_link_set(link_set& set, const std::vector<std::string>& texts, std::string_view text,
+                  uint32_t index);
+bool add_link_set(link_set& set, const std::vector<std::string_view>& texts, std::string_view text,
                   uint32_t index);
 
 }  // namespace wk

@@ -191,10 +191,11 @@ uint32_t choose_links(spider& self) {
   // Allowance and robots rules are asked about the page: a page that may not be had gives no links.
   if (is_guest_limit_reached_page_allowance(crawler.allowance, self.url)) return 0;
   if (robots_allowed(*crawler.robots, self.url, *self.fetcher) == 0) return 0;
+  const url_filter_state filter = get_state_url_filter(crawler.filter);
   uint32_t nb_chosen = 0;
   for (uint32_t i = 0; i < self.links.count; ++i) {
     std::string& link = self.links.urls[i];
-    if (!is_allowed_url_filter(crawler.filter, link)) continue;
+    if (!is_allowed_url_filter(filter, link)) continue;
     if (crawler.substitutions != nullptr) substitute_pattern(*crawler.substitutions, link);
     self.scratch.assign("No. ").append(std::to_string(nb_chosen)).append(" : ").append(link);
     write_log(*crawler.log, LOG_STATUS, LINK_FIELDS, self.scratch);

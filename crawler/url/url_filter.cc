@@ -32,11 +32,6 @@ bool exchange_side(url_filter& filter, url_filter_side which, std::vector<std::s
   return true;
 }
 
-pattern_automaton_ptr get_automaton(const url_filter& filter, url_filter_side side) {
-  const std::shared_lock<std::shared_mutex> hold(filter.lock);
-  return filter.sides[side].automaton;
-}
-
 bool take_side(std::string_view& stream, std::vector<std::string>& patterns) {
   uint32_t nb_automata = 0;
   if (!take_u32(stream, nb_automata) || nb_automata > 1) return false;
@@ -73,11 +68,21 @@ uint32_t add_url_filter(url_filter& filter, url_filter_side side, url_filter_kin
   return add_list_url_filter(filter, side, kind, std::span<const std::string>(&entry, 1));
 }
 
+url_filter_state get_state_url_filter(const url_filter& filter) {
+  const std::shared_lock<std::shared_mutex> hold(filter.lock);
+  return {filter.sides[URL_FILTER_RESTRICTED].automaton,
+          filter.sides[URL_FILTER_EXCLUDED].automaton};
+}
+
+bool is_allowed_url_filter(const url_filter_state& state, std::string_view url) {
+  if (state.restricted != nullptr && !matches_pattern_automaton(*state.restricted, url)) {
+    return false;
+  }
+  return state.excluded == nullptr || !matches_pattern_automaton(*state.excluded, url);
+}
+
 bool is_allowed_url_filter(const url_filter& filter, std::string_view url) {
-  const pattern_automaton_ptr restricted = get_automaton(filter, URL_FILTER_RESTRICTED);
-  if (restricted != nullptr && !matches_pattern_automaton(*restricted, url)) return false;
-  const pattern_automaton_ptr excluded = get_automaton(filter, URL_FILTER_EXCLUDED);
-  return excluded == nullptr || !matches_pattern_automaton(*excluded, url);
+  return is_allowed_url_filter(get_state_url_filter(filter), url);
 }
 
 void save_url_filter(url_filter& filter, std::string& stream) {

@@ -46,6 +46,14 @@ uint32_t add_url_filter(url_filter& filter, url_filter_side side, url_filter_kin
 
 [[nodiscard]] bool is_allowed_url_filter(const url_filter& filter, std::string_view url);
 
+// The filter as it stands, for many tests with one look at the lock. Later additions are not seen.
+struct url_filter_state {
+  pattern_automaton_ptr restricted;
+  pattern_automaton_ptr excluded;
+};
+[[nodiscard]] url_filter_state get_state_url_filter(const url_filter& filter);
+[[nodiscard]] bool is_allowed_url_filter(const url_filter_state& state, std::string_view url);
+
 // Image (encoding of wkstd/state_stream.h): the integer 1; for each side, restricted first, the
 // number of automata (0 or 1) and for an automaton its number of patterns and each as a string.
 void save_url_filter(url_filter& filter, std::string& stream);

@@ -33,7 +33,8 @@ TEST(matches_pattern_automaton, agrees_with_each_pattern_on_its_own) {
   const std::vector<std::string> patterns = {
       "a.*",       "a|b.*",     "(?i)aB+",  "\\Qa|b\\E", "[a\\]|(]+",         "a{1,2}b",
       "(?P<n>a)b", "(?P<n>a)c", "\\x61\\.", "a\\|b",     "[[:alpha:]|]b",     "(a(b|c))*d",
-      "",          ".*\\.b",    "a{,2}",    "\xe9.",     "(?:a[)]|[^(]b\\))", "\\101"};
+      "",          ".*\\.b",    "a{,2}",    "\xe9.",     "(?:a[)]|[^(]b\\))", "\\101",
+      "a\\|.*",    "..*",       "a\\.*"};
   std::vector<std::string> texts = {"", "A", "a|b", "\xe9\n", "a)", "cb)", "a{,2}", "abacd", "aab"};
   for (const char x : std::string("ab|].")) {
     for (const char y : std::string("ab|].Bc")) texts.push_back({x, y});
@@ -46,7 +47,10 @@ TEST(matches_pattern_automaton, agrees_with_each_pattern_on_its_own) {
     singles.push_back(std::make_unique<re2::RE2>(pattern, bytes));
     ASSERT_TRUE(singles.back()->ok()) << pattern;
   }
-  for (uint32_t subset = 1; subset < 1u << patterns.size(); subset += 137) {
+  std::vector<uint32_t> subsets = {0b11u << 17};
+  for (size_t i = 0; i < patterns.size(); ++i) subsets.push_back(1u << i);
+  for (uint32_t i = 1; i < 1u << patterns.size(); i += 1'009) subsets.push_back(i);
+  for (const uint32_t subset : subsets) {
     std::vector<std::string> chosen;
     for (size_t i = 0; i < patterns.size(); ++i) {
       if ((subset >> i & 1) != 0) chosen.push_back(patterns[i]);

@@ -15,9 +15,10 @@ using strings = std::vector<std::string>;
 constexpr const char* PAGE_URL = "http://h/d/p";
 
 // The links of page, those below http://h/d/ without that prefix.
-strings find_links(std::string_view page, std::string_view base = "") {
+strings find_links(std::string_view page, std::string_view base = "", bool canonical = false) {
   const link_context_ptr context = create_link_context();
   set_base_link_context(*context, base);
+  set_canonical_link_context(*context, canonical);
   link_list links;
   extract_links(PAGE_URL, page, *context, links);
   strings found;
@@ -91,6 +92,11 @@ TEST(extract_links, finds_what_a_coarse_look_finds) {
     }
   }
   EXPECT_EQ(find_links("<a href=1>", "http://o/b/p"), strings{"http://o/b/1"});
+  // A fragment may spoil its link or change the path, and then says nothing of the link without it.
+  EXPECT_EQ(find_links("<a href=a#x><a href=a#y><a href=b#1%><a href=b><a href=c#/../y><a href=c>"
+                       "<a href=d&#38;#x><a href=d&#38;#y><a href=e#1><base href=e/><a href=e#1>",
+                       "", true),
+            (strings{"a", "b", "y", "c", "d&", "e", "e/"}));
 }
 
 TEST(extract_links, says_what_is_malformed_and_keeps_the_links_before) {
