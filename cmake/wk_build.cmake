@@ -2,7 +2,7 @@
 
 add_library(wk_flags INTERFACE)
 target_compile_options(wk_flags INTERFACE
-  -Wall -Wextra -Wpedantic -Wconversion -Wshadow -Werror
+  -Wall -Wextra -Wpedantic -Wconversion -Wshadow -Wformat=2 -Werror
   -fno-omit-frame-pointer -ffile-prefix-map=${CMAKE_SOURCE_DIR}/=)
 target_include_directories(wk_flags INTERFACE ${CMAKE_SOURCE_DIR})
 if(WK_SANITIZE)
@@ -15,6 +15,15 @@ if(WK_FUZZ)
   target_compile_options(wk_flags INTERFACE -fsanitize=fuzzer-no-link)
 endif()
 set(CMAKE_CXX_FLAGS_RELWITHDEBINFO "-O2 -g")
+# What limits the harm of a memory error in a released program. Sanitizers find it instead.
+if(WK_HARDEN)
+  set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+  include(CheckPIESupported)
+  check_pie_supported()
+  add_compile_options(-fstack-protector-strong -fstack-clash-protection -fcf-protection
+                      -U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2)
+  add_link_options(-Wl,-z,relro,-z,now,-z,noexecstack)
+endif()
 if(WK_LTO)
   set(CMAKE_INTERPROCEDURAL_OPTIMIZATION ON)
   add_link_options(-flto=auto)

@@ -8,7 +8,9 @@
 namespace wk {
 namespace {
 
-void append_formatted_list(std::string& out, const char* format, va_list arguments) {
+__attribute__((format(printf, 2, 0))) void append_formatted_list(std::string& out,
+                                                                 const char* format,
+                                                                 va_list arguments) {
   char small[512];
   va_list again;
   va_copy(again, arguments);

@@ -4,11 +4,14 @@
 #include <libxml/tree.h>
 #include <libxml/xmlerror.h>
 
+#include <cstdlib>
+#include <cstring>
 #include <memory>
 
 #include "crawler/config/config_reader.h"
 #include "crawler/config/config_walk.h"
 #include "wkstd/error.h"
+#include "wkstd/memory.h"
 
 namespace wk {
 namespace {
@@ -60,18 +63,23 @@ constexpr xml_view LIBXML_VIEW = {
     .find_attribute = find_attribute,
 };
 
-// The first fault that the parser reports; those behind it mostly follow from it.
+// The first fault that the parser reports, as those behind it mostly follow from it; or the first
+// that loses text.
 struct parse_fault {
   bool found = false;
-  bool no_root = false;  // the text ended before a root element began
+  bool no_root = false;     // the text ended before a root element began
+  bool loses_text = false;  // a reference to an entity that nothing declares was left out
   size_t line = 0;
   std::string text;
 };
 
 void keep_first_fault(void* context, xmlErrorPtr error) {
   auto& fault = *static_cast<parse_fault*>(context);
-  if (fault.found || error->message == nullptr) return;
+  // The DTD that is not loaded might declare it: for the library that is no fault of the file.
+  const bool loses_text = error->code == XML_WAR_UNDECLARED_ENTITY;
+  if (error->message == nullptr || fault.loses_text || (fault.found && !loses_text)) return;
   fault.found = true;
+  fault.loses_text = loses_text;
   fault.line = error->line > 0 ? static_cast<size_t>(error->line) : 0;
   fault.text = error->message;
   const auto* parser = static_cast<const xmlParserCtxt*>(error->ctxt);
@@ -79,7 +87,21 @@ void keep_first_fault(void* context, xmlErrorPtr error) {
                   parser->input != nullptr && parser->input->cur >= parser->input->end;
 }
 
+char* duplicate_text(const char* text) {
+  const size_t size = std::strlen(text) + 1;
+  return static_cast<char*>(std::memcpy(allocate_memory(size), text, size));
+}
+
+// libxml2 does not survive every allocation that is refused, and an attribute that finds no memory
+// is absent to it: it gets memory like everybody else in the house, or the process ends.
+void share_memory() {
+  static const int shared =
+      xmlMemSetup(std::free, allocate_memory, reallocate_memory, duplicate_text);
+  (void)shared;  // refused only without one of the four
+}
+
 document_ptr parse_file(const std::string& path, parse_fault& fault) {
+  share_memory();
   xmlSetStructuredErrorFunc(&fault, keep_first_fault);  // else libxml2 prints by itself
   document_ptr document(
       xmlReadFile(path.c_str(), nullptr, XML_PARSE_NOBLANKS | XML_PARSE_NODICT | XML_PARSE_NONET));
@@ -93,7 +115,7 @@ crawler_config_ptr read_config_with_libxml(const std::string& path, const std::s
   parse_fault fault;
   const document_ptr document = parse_file(path, fault);
   if (fault.found) print_config_fault(path, fault.line, fault.text);
-  if (document == nullptr) {
+  if (document == nullptr || fault.loses_text) {
     print_message(fault.no_root ? "Empty document.\n" : "Document not parsed successfully.\n");
     return nullptr;
   }

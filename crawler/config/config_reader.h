@@ -8,8 +8,8 @@
 //
 // Of well-formed files both make the same record. A document type may name a DTD, which is not
 // loaded; a file that declares entities or attribute defaults itself is refused. The second reader
-// also takes files with small faults (a bare "&" in a URL), and of encodings only UTF-8, UTF-16 and
-// Latin-1.
+// also takes files with small faults (a bare "&" in a URL, a reference to an entity that nothing
+// declares), and of encodings only UTF-8, UTF-16 and Latin-1.
 #pragma once
 
 #include <string>

@@ -15,8 +15,9 @@ bool is_wanted(const Log& log, uint32_t level) {
 }
 
 // A long text is formatted a second time, into memory of its own.
-void write_long_log(Log& log, uint32_t level, std::string_view fields, size_t length,
-                    const char* format, va_list arguments) {
+__attribute__((format(printf, 5, 0))) void write_long_log(Log& log, uint32_t level,
+                                                          std::string_view fields, size_t length,
+                                                          const char* format, va_list arguments) {
   std::string text(length + 1, '\0');
   std::vsnprintf(text.data(), text.size(), format, arguments);
   text.pop_back();

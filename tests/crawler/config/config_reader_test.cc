@@ -254,6 +254,10 @@ TEST(config_reader, takes_no_declarations_from_the_file) {
     }
   }
   expect_same_config(read_with_both("<!DOCTYPE r SYSTEM '[x.dtd' [ ]><r><crawler/></r>"), {});
+  const profile_file unknown("<!DOCTYPE r SYSTEM 'x'>\n<r><crawler admin-address='a&b;'/></r>");
+  testing::internal::CaptureStderr();
+  EXPECT_EQ(read_config_with_libxml(unknown.path, ""), nullptr) << "it would lose the reference";
+  EXPECT_THAT(testing::internal::GetCapturedStderr(), HasSubstr(":2: Entity 'b' not defined\n"));
 }
 
 TEST(config_reader, reads_long_lists) {
