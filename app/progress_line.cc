@@ -10,10 +10,10 @@
 #include <cstdlib>
 #include <mutex>
 #include <string_view>
-#include <thread>
 
 #include "wkstd/terminal_line.h"
 #include "wkstd/text.h"
+#include "wkstd/thread.h"
 
 namespace wk {
 
@@ -22,7 +22,7 @@ struct progress_line {
   std::mutex lock;
   std::condition_variable changed;  // signalled at the end
   bool ended = false;
-  std::thread thread;
+  joined_thread thread;
 };
 
 namespace {
@@ -82,7 +82,8 @@ progress_line_ptr create_progress_line(const Crawler& crawler) {
   progress_line_ptr line(new progress_line{
       .crawler = crawler, .lock = {}, .changed = {}, .ended = false, .thread = {}});
   open_terminal_line();
-  line->thread = std::thread(draw_until_ended, std::ref(*line));
+  // Without a thread nothing is drawn.
+  (void)start_thread(line->thread, [&self = *line] { draw_until_ended(self); });
   return line;
 }
 
@@ -93,7 +94,7 @@ void destroy_progress_line::operator()(progress_line* line) const {
     line->ended = true;
   }
   line->changed.notify_all();
-  line->thread.join();
+  join_thread(line->thread);
   delete line;
 }
 

@@ -9,7 +9,8 @@
 #include <cerrno>
 #include <csignal>
 #include <cstdint>
-#include <thread>
+
+#include "wkstd/thread.h"
 
 namespace wk {
 
@@ -18,7 +19,7 @@ struct signal_watch {
   int end = -1;      // readable when the watch is over
   signal_callback on_signal = nullptr;
   void* context = nullptr;
-  std::thread thread;
+  joined_thread thread;
 };
 
 namespace {
@@ -77,17 +78,19 @@ signal_watch_ptr create_signal_watch(signal_callback on_signal, void* context) {
   }
   watch->on_signal = on_signal;
   watch->context = context;
-  watch->thread = std::thread(watch_signals, std::ref(*watch));
+  if (!start_thread(watch->thread, [&self = *watch] { watch_signals(self); })) {
+    let_next_signal_end_process();
+  }
   return watch;
 }
 
 void destroy_signal_watch::operator()(signal_watch* watch) const {
   if (watch == nullptr) return;
-  if (watch->thread.joinable()) {
+  if (watch->thread.is_running) {
     const uint64_t one = 1;
     while (::write(watch->end, &one, sizeof one) < 0 && errno == EINTR) {
     }
-    watch->thread.join();
+    join_thread(watch->thread);
   }
   if (watch->signals >= 0) ::close(watch->signals);
   if (watch->end >= 0) ::close(watch->end);

@@ -50,6 +50,8 @@ void skt_cleanup();
 void skt_close(int handle);
 [[nodiscard]] bool skt_is_alive(int handle);  // false: no socket, or the peer has closed
 
+// Whether a wait on these terms fails at once, its limit aside: stopped, or past the deadline.
+[[nodiscard]] bool is_over_skt_terms(const skt_terms& terms);
 [[nodiscard]] int skt_wait_readable(int handle, const skt_terms& terms);  // 1 readable, else 0
 [[nodiscard]] int skt_wait_writable(int handle, const skt_terms& terms);  // 1 writable, else 0
 

@@ -1,7 +1,6 @@
 #include <arpa/inet.h>
 #include <fcntl.h>
 #include <ifaddrs.h>
-#include <netdb.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <poll.h>
@@ -12,6 +11,7 @@
 #include <string>
 
 #include "wkskt/skt.h"
+#include "wkskt/skt_resolve.h"
 #include "wkstd/error.h"
 #include "wkstd/text.h"
 
@@ -33,21 +33,10 @@ const struct sockaddr* as_generic(const struct sockaddr_in& address) {
   return reinterpret_cast<const struct sockaddr*>(&address);
 }
 
-bool look_up(const char* host, int flags, struct in_addr& address) {
-  struct addrinfo wanted {};
-  wanted.ai_family = AF_INET;
-  wanted.ai_socktype = SOCK_STREAM;
-  wanted.ai_flags = flags;
-  struct addrinfo* found = nullptr;
-  if (::getaddrinfo(host, nullptr, &wanted, &found) != 0 || found == nullptr) return false;
-  address = reinterpret_cast<const struct sockaddr_in*>(found->ai_addr)->sin_addr;
-  ::freeaddrinfo(found);
-  return true;
-}
-
 // An address in digits needs no resolver.
-bool resolve_host(const char* host, uint32_t port, struct in_addr& address) {
-  if (look_up(host, AI_NUMERICHOST, address) || look_up(host, 0, address)) return true;
+bool resolve_host(const char* host, uint32_t port, const skt_terms& terms,
+                  struct in_addr& address) {
+  if (read_skt_address(host, address) || look_up_skt_address(host, terms, address)) return true;
   print_message(format_text("Socket error: %s:%d\n", host, static_cast<int>(port)));
   return false;
 }
@@ -99,8 +88,12 @@ bool connect_in_blocking_mode(int handle, const struct sockaddr_in& address) {
 
 // handle was made non-blocking.
 bool connect_within_limit(int handle, const struct sockaddr_in& address, const skt_terms& terms) {
-  const bool connected = ::connect(handle, as_generic(address), sizeof address) == 0;
-  const bool pending = !connected && (errno == EINPROGRESS || errno == EINTR);
+  bool connected = ::connect(handle, as_generic(address), sizeof address) == 0;
+  // To a peer on this machine the connection is made by now, and a second call says so.
+  if (!connected && errno == EINPROGRESS) {
+    connected = ::connect(handle, as_generic(address), sizeof address) == 0;
+  }
+  const bool pending = !connected && (errno == EALREADY || errno == EINTR);
   if (!connected && !pending) return false;
   if (pending && (skt_wait_writable(handle, terms) == 0 || !finish_connect(handle))) return false;
   return ::fcntl(handle, F_SETFL, 0) == 0;  // blocking again; a socket has no other flag
@@ -133,7 +126,7 @@ int skt_open_with_timeout(const char* host, uint32_t port, const skt_terms& term
   if (host == nullptr) return skt_listen("0.0.0.0", port);
   if (*host == '\0') return -1;
   struct in_addr address {};
-  if (!resolve_host(host, port, address)) return -1;
+  if (!resolve_host(host, port, terms, address)) return -1;
   if (terms.refused_own_port != 0 && port == terms.refused_own_port && is_own_address(address)) {
     return -1;
   }
@@ -145,7 +138,7 @@ int skt_open(const char* host, uint32_t port) { return skt_open_with_timeout(hos
 int skt_listen(const char* address, uint32_t port) {
   struct in_addr host {};
   if (port > MAX_PORT) return -1;
-  if (!look_up(address, AI_NUMERICHOST, host) && !look_up(address, 0, host)) return -1;
+  if (!read_skt_address(address, host) && !look_up_skt_address(address, {}, host)) return -1;
   const int handle = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
   if (handle < 0) return -1;
   const struct linger one_second = {1, 1};

@@ -108,14 +108,18 @@ size_t skt_read_counted_with_timeout(char* buffer, size_t count, int handle,
   return done;
 }
 
+// Waits only where nothing is there yet: the rest of an answer has mostly come with its head.
 size_t skt_read_until_quiet(std::string& out, int handle, const skt_terms& terms,
                             size_t max_bytes) {
   out.clear();
   size_t done = 0;
-  while (done < max_bytes && skt_wait_readable(handle, terms) == 1) {
+  while (done < max_bytes && !is_over_skt_terms(terms)) {
     if (!make_room(out, done, max_bytes)) break;
     const ssize_t got = receive(handle, out.data() + done, out.size() - done, MSG_DONTWAIT);
-    if (got < 0 && errno == EAGAIN) continue;
+    if (got < 0 && errno == EAGAIN) {
+      if (skt_wait_readable(handle, terms) == 0) break;
+      continue;
+    }
     if (got <= 0) break;
     done += static_cast<size_t>(got);
   }

@@ -36,9 +36,10 @@ int64_t skt_send_all(int handle, std::string_view bytes) {
 
 int64_t skt_send_string(int handle, std::string_view text) { return skt_send_all(handle, text); }
 
-// A peer that takes nothing would hold a blocking send for ever, so every part waits for its turn.
+// A peer that takes nothing would hold a blocking send for ever. What is not taken at once waits
+// for its turn; a socket's buffer takes most requests whole.
 int skt_send_all_with_timeout(int handle, std::string_view bytes, const skt_terms& terms) {
-  if (skt_wait_writable(handle, terms) == 0) return 0;
+  if (handle < 0 || is_over_skt_terms(terms)) return 0;
   const size_t chunk = get_send_chunk(handle, bytes.size());
   size_t done = 0;
   while (done < bytes.size()) {

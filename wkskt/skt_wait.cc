@@ -10,6 +10,7 @@ namespace wk {
 namespace {
 
 constexpr uint64_t STOP_LOOK_US = 250'000;  // a stop is seen within this time
+constexpr uint64_t LONGEST_POLL_US = 60'000'000;
 
 bool is_stop_set(const skt_terms& terms) {
   return terms.stop != nullptr && terms.stop->load(std::memory_order_relaxed) != 0;
@@ -29,24 +30,29 @@ uint64_t add_saturated(uint64_t a, uint64_t b) { return a > UINT64_MAX - b ? UIN
 
 int wait_for(int handle, short events, const skt_terms& terms) {
   if (handle < 0) return 0;
-  // What is ready is taken without a look at the clock; most waits end here.
-  int ready = poll_handle(handle, events, 0);
-  const uint64_t start_us = get_steady_time_us();
-  uint64_t end_us = add_saturated(start_us, terms.limit_us);
-  if (terms.deadline_us != 0) end_us = std::min(end_us, terms.deadline_us);
-  uint64_t now_us = start_us;
+  uint64_t now_us = get_steady_time_us();
   if (terms.deadline_us != 0 && now_us >= terms.deadline_us) return 0;
-  while (ready == 0 || (ready < 0 && errno == EINTR)) {
-    if (now_us >= end_us || is_stop_set(terms)) return 0;
-    uint64_t wait_us = std::min<uint64_t>(end_us - now_us, 60'000'000);
+  uint64_t end_us = add_saturated(now_us, terms.limit_us);
+  if (terms.deadline_us != 0) end_us = std::min(end_us, terms.deadline_us);
+  for (;;) {
+    if (is_stop_set(terms)) return 0;
+    // Past the end what is ready is taken still.
+    uint64_t wait_us = std::min<uint64_t>(end_us - std::min(now_us, end_us), LONGEST_POLL_US);
     if (terms.stop != nullptr) wait_us = std::min(wait_us, STOP_LOOK_US);
-    ready = poll_handle(handle, events, wait_us);
+    const int ready = poll_handle(handle, events, wait_us);
+    if (ready > 0) return is_stop_set(terms) ? 0 : 1;
+    if (ready < 0 && errno != EINTR) return 0;
     now_us = get_steady_time_us();
+    if (now_us >= end_us) return 0;
   }
-  return ready > 0 && !is_stop_set(terms) ? 1 : 0;
 }
 
 }  // namespace
+
+bool is_over_skt_terms(const skt_terms& terms) {
+  return is_stop_set(terms) ||
+         (terms.deadline_us != 0 && get_steady_time_us() >= terms.deadline_us);
+}
 
 int skt_wait_readable(int handle, const skt_terms& terms) {
   return wait_for(handle, POLLIN, terms);

@@ -43,6 +43,12 @@ void* allocate_zeroed_memory(size_t size) {
   return block;
 }
 
+void* reallocate_memory(void* block, size_t size) {
+  void* moved = std::realloc(block, size == 0 ? 1 : size);
+  if (moved == nullptr) report_allocation_failure(size);
+  return moved;
+}
+
 void handle_memory_failure(uint32_t code, const char* text) {
   char line[160];
   const int length =
@@ -51,10 +57,27 @@ void handle_memory_failure(uint32_t code, const char* text) {
   std::abort();
 }
 
+namespace {
+
+// For records that keep to cache lines of their own.
+void* allocate_aligned_memory(size_t size, size_t alignment) {
+  const size_t rounded = (size + alignment - 1) / alignment * alignment;
+  void* block = std::aligned_alloc(alignment, rounded == 0 ? alignment : rounded);
+  if (block == nullptr) report_allocation_failure(size);
+  return block;
+}
+
+}  // namespace
 }  // namespace wk
 
 void* operator new(size_t size) { return wk::allocate_memory(size); }
 void* operator new[](size_t size) { return wk::allocate_memory(size); }
+void* operator new(size_t size, std::align_val_t alignment) {
+  return wk::allocate_aligned_memory(size, static_cast<size_t>(alignment));
+}
+void* operator new[](size_t size, std::align_val_t alignment) {
+  return wk::allocate_aligned_memory(size, static_cast<size_t>(alignment));
+}
 // Whoever asks without exceptions has another way when there is none.
 void* operator new(size_t size, const std::nothrow_t& /*unused*/) noexcept {
   return std::malloc(size == 0 ? 1 : size);
@@ -66,5 +89,13 @@ void operator delete(void* block) noexcept { std::free(block); }
 void operator delete[](void* block) noexcept { std::free(block); }
 void operator delete(void* block, size_t /*size*/) noexcept { std::free(block); }
 void operator delete[](void* block, size_t /*size*/) noexcept { std::free(block); }
+void operator delete(void* block, std::align_val_t /*unused*/) noexcept { std::free(block); }
+void operator delete[](void* block, std::align_val_t /*unused*/) noexcept { std::free(block); }
+void operator delete(void* block, size_t /*size*/, std::align_val_t /*unused*/) noexcept {
+  std::free(block);
+}
+void operator delete[](void* block, size_t /*size*/, std::align_val_t /*unused*/) noexcept {
+  std::free(block);
+}
 void operator delete(void* block, const std::nothrow_t& /*unused*/) noexcept { std::free(block); }
 void operator delete[](void* block, const std::nothrow_t& /*unused*/) noexcept { std::free(block); }

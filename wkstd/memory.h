@@ -18,6 +18,8 @@ void set_allocator_hook(allocator_hook hook);
 
 [[nodiscard]] void* allocate_memory(size_t size);
 [[nodiscard]] void* allocate_zeroed_memory(size_t size);
+// Makes the block larger or smaller, where it is or elsewhere; null is a block of no bytes.
+[[nodiscard]] void* reallocate_memory(void* block, size_t size);
 
 // Prints code and text and aborts the process, without allocating.
 [[noreturn]] void handle_memory_failure(uint32_t code, const char* text);

@@ -13,11 +13,11 @@
 #include <condition_variable>
 #include <csignal>
 #include <mutex>
-#include <thread>
 #include <utility>
 #include <vector>
 
 #include "wkstd/clock.h"
+#include "wkstd/thread.h"
 
 namespace wk {
 namespace {
@@ -113,6 +113,12 @@ void kill_group(pid_t pid) {
   ::kill(pid, SIGKILL);  // it may have moved to another group
 }
 
+void kill_and_reap(const life& lived) {
+  kill_group(lived.pid);
+  while (::waitpid(lived.pid, nullptr, 0) < 0 && errno == EINTR) {
+  }
+}
+
 // Its number is not given to another process before it was waited for, so the group that is killed
 // here is its own.
 void watch_life(const std::shared_ptr<life>& lived) {
@@ -121,9 +127,7 @@ void watch_life(const std::shared_ptr<life>& lived) {
          errno == EINTR) {
   }
   const std::lock_guard<std::mutex> hold(lived->lock);
-  kill_group(lived->pid);
-  while (::waitpid(lived->pid, nullptr, 0) < 0 && errno == EINTR) {
-  }
+  kill_and_reap(*lived);
   lived->ended = true;
   lived->changed.notify_all();
 }
@@ -154,10 +158,12 @@ process_ptr open_process(std::span<const std::string> arguments) {
   if (!make_non_blocking(to.write) || !make_non_blocking(from.read)) return nullptr;
   const auto lived = std::make_shared<life>();
   if (!spawn(arguments, to.read.number, from.write.number, lived->pid)) return nullptr;
-  process_ptr child(
+  if (!start_detached_thread([lived] { watch_life(lived); })) {
+    kill_and_reap(*lived);  // nobody else would
+    return nullptr;
+  }
+  return process_ptr(
       new process{.input = std::move(to.write), .output = std::move(from.read), .lived = lived});
-  std::thread(watch_life, lived).detach();
-  return child;
 }
 
 void destroy_process::operator()(process* child) const {
@@ -202,9 +208,13 @@ bool has_output_process(const process& child) {
   return ::poll(&look, 1, 0) > 0 && (look.revents & POLLIN) != 0;
 }
 
-bool end_process(process& child, uint64_t grace_ms) {
+void close_pipes_process(process& child) {
   child.input.clear();
   child.output.clear();
+}
+
+bool end_process(process& child, uint64_t grace_ms) {
+  close_pipes_process(child);
   life& lived = *child.lived;
   std::unique_lock<std::mutex> hold(lived.lock);
   const auto has_ended = [&lived] { return lived.ended; };

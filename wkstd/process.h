@@ -54,8 +54,11 @@ using process_ptr = std::unique_ptr<process, destroy_process>;
 // True when it has written bytes that nobody has received.
 [[nodiscard]] bool has_output_process(const process& child);
 
+// Closes both pipes, which most programs take for their end. What follows on the record answers
+// PROCESS_ENDED.
+void close_pipes_process(process& child);
 // Closes both pipes and waits until the program has ended, at most that long; then it is killed.
-// True when it ended of itself. What follows on the record answers PROCESS_ENDED.
+// True when it ended of itself.
 bool end_process(process& child, uint64_t grace_ms);
 
 }  // namespace wk

@@ -6,8 +6,10 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <chrono>
 #include <mutex>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "crawler/admin/admin_client.h"
@@ -42,6 +44,7 @@ constexpr std::string_view ANY_LOOPBACK = "127.0.0.1";
 constexpr uint64_t US_PER_MS = 1'000;
 constexpr uint64_t ACCEPT_PAUSE_US = 100'000;
 constexpr uint32_t MAX_ACCEPTED_AT_ONCE = 64;
+constexpr std::chrono::milliseconds REFUSED_POLL_PAUSE{10};
 
 void log_opening(Crawler& crawler, int32_t port, const char* what) {
   write_formatted_log(*crawler.log, LOG_STATUS, "s-uri s-comment", "localhost:%d %s", port, what);
@@ -193,7 +196,12 @@ std::vector<struct pollfd> list_waits(const admin_server& server) {
 void serve_round(admin_server& server) {
   const uint64_t now_us = get_steady_time_us();
   std::vector<struct pollfd> waits = list_waits(server);
-  if (::poll(waits.data(), waits.size(), get_wait_ms(server, now_us)) < 0) return;
+  if (::poll(waits.data(), waits.size(), get_wait_ms(server, now_us)) < 0) {
+    if (errno == EINTR) return;
+    // The system has no memory to spare. Nobody counts as ready; deadlines hold.
+    for (struct pollfd& wait : waits) wait.revents = 0;
+    std::this_thread::sleep_for(REFUSED_POLL_PAUSE);
+  }
   server.accepts = true;
   for (size_t i = 0; i + 2 < waits.size(); ++i) {
     admin_client& client = *server.clients[i];

@@ -9,6 +9,7 @@ constexpr content_plugin_ops no_ops = {
     .recognize_content = nullptr,
     .recognize_url = nullptr,
     .convert = nullptr,
+    .begin_close = nullptr,
     .close = nullptr,
 };
 
@@ -71,6 +72,9 @@ void close_crawler_content_plugin(crawler_content_plugin& set) {
   {
     const std::lock_guard<std::shared_mutex> hold(set.lock);
     plugins.swap(set.plugins);
+  }
+  for (const auto& [ops, context] : plugins) {
+    if (ops->begin_close != nullptr) ops->begin_close(context);
   }
   for (const auto& [ops, context] : plugins) {
     if (ops->close != nullptr) ops->close(context);

@@ -41,6 +41,9 @@ struct content_plugin_ops {
   uint8_t (*recognize_url)(std::string_view url, void* context);
   // Not 0 on success; on failure result is left alone.
   uint32_t (*convert)(const conversion_request& request, conversion& result, void* context);
+  // Tells the plug-in to end, without a wait for it. All of a set hear it before the first is
+  // closed, so that they end side by side.
+  void (*begin_close)(void* context);
   void (*close)(void* context);  // frees the context
 };
 
@@ -82,7 +85,7 @@ void set_certainty_crawler_content_plugin(crawler_content_plugin& set, uint8_t c
                                                       const conversion_request& request,
                                                       conversion& result);
 
-// Closes all plug-ins in order and takes them out of the set.
+// Tells all plug-ins to end, closes them in order and takes them out of the set.
 void close_crawler_content_plugin(crawler_content_plugin& set);
 
 }  // namespace wk

@@ -29,6 +29,7 @@ struct external_plugin {
   std::mutex lock;
   process_ptr program;  // null: was closed
   process_terms terms;  // of the exchange under way
+  uint64_t end_us;      // steady time by which it is to have ended
 };
 
 void end_plugin(external_plugin& plugin, const std::string& reason) {
@@ -143,21 +144,26 @@ uint32_t convert_external(const conversion_request& request, conversion& result,
 }
 
 // The last word goes out even when the crawl was stopped.
-void tell_to_end(external_plugin& plugin) {
+void begin_close_external(void* context) {
+  external_plugin& plugin = *static_cast<external_plugin*>(context);
   std::string bytes;
   append_u32(bytes, REQUEST_CLOSE);
+  const std::lock_guard<std::mutex> hold(plugin.lock);
   plugin.stop = nullptr;
-  if (!begin_exchange(plugin, bytes)) return;
-  if (!end_process(*plugin.program, plugin.limits.end_ms)) {
-    end_plugin(plugin, format_text("it did not end within %llu ms",
-                                   static_cast<unsigned long long>(plugin.limits.end_ms)));
-  }
+  plugin.limits.exchange_ms = plugin.limits.end_ms;
+  plugin.end_us = build_terms(plugin.limits.end_ms, nullptr).deadline_us;
+  if (begin_exchange(plugin, bytes)) close_pipes_process(*plugin.program);
 }
 
 void close_external(void* context) {
   const std::unique_ptr<external_plugin> plugin(static_cast<external_plugin*>(context));
   const std::lock_guard<std::mutex> hold(plugin->lock);
-  tell_to_end(*plugin);
+  if (plugin->program == nullptr) return;
+  const uint64_t now_us = get_steady_time_us();
+  const uint64_t left_us = plugin->end_us > now_us ? plugin->end_us - now_us : 0;
+  if (end_process(*plugin->program, left_us / 1'000)) return;
+  end_plugin(*plugin, format_text("it did not end within %llu ms",
+                                  static_cast<unsigned long long>(plugin->limits.end_ms)));
 }
 
 constexpr content_plugin_ops external_ops = {
@@ -166,6 +172,7 @@ constexpr content_plugin_ops external_ops = {
     .recognize_content = recognize_external_content,
     .recognize_url = recognize_external_url,
     .convert = convert_external,
+    .begin_close = begin_close_external,
     .close = close_external,
 };
 
@@ -188,7 +195,8 @@ bool load_external_plugin(crawler_content_plugin& set, std::span<const std::stri
                                                  .stop = stop,
                                                  .lock = {},
                                                  .program = std::move(program),
-                                                 .terms = {}});
+                                                 .terms = {},
+                                                 .end_us = 0});
   return true;
 }
 

@@ -55,6 +55,7 @@ constexpr content_plugin_ops html_ops = {
     .recognize_content = recognize_html_content,
     .recognize_url = nullptr,
     .convert = convert_html,
+    .begin_close = nullptr,
     .close = nullptr,
 };
 

@@ -8,7 +8,7 @@ namespace {
 
 // A page that repeats a short link below a long base would cost their product in time and memory;
 // real pages stay far below this sum of the lengths of bases and links.
-constexpr size_t MAX_RESOLVED_BYTES_PER_PAGE = size_t{128} << 20;
+constexpr size_t MAX_RESOLVED_BYTES_PER_PAGE = size_t{32} << 20;
 constexpr size_t MAX_KEPT_TEXT_BYTES = size_t{64} << 10;
 
 }  // namespace

@@ -27,6 +27,7 @@ constexpr content_plugin_ops raw_ops = {
     .recognize_content = recognize_raw,
     .recognize_url = recognize_raw,
     .convert = convert_raw,
+    .begin_close = nullptr,
     .close = close_raw,
 };
 

@@ -54,7 +54,7 @@ bool load_buffer(nfrontier& frontier, const queue_file_name& name,
   const load_status status = load_ring_buffer(buffer, path);
   queue.count += buffer.count;
   if (status == LOAD_TOO_MANY) leftovers.push_back({path, buffer.count});
-  if (status == LOAD_FAILED) queue.has_saved_files = true;
+  queue.has_saved_files = true;  // it may have refused to be read, or to go
   return status != LOAD_FAILED;
 }
 

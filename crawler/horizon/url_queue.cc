@@ -21,6 +21,18 @@ std::string build_spill_path(const url_queue& queue, uint32_t number) {
   return queue.path_prefix + std::to_string(number) + ".txt";
 }
 
+bool remove_file(const std::string& path) { return ::unlink(path.c_str()) == 0 || errno == ENOENT; }
+
+void remove_spill_file(url_queue& queue, uint32_t number) {
+  if (!remove_file(build_spill_path(queue, number))) queue.spent_files.push_back(number);
+}
+
+bool remove_spent_files(url_queue& queue) {
+  std::erase_if(queue.spent_files,
+                [&](uint32_t number) { return remove_file(build_spill_path(queue, number)); });
+  return queue.spent_files.empty();
+}
+
 bool write_urls(output_file& file, const ring_buffer& buffer, uint32_t nb_urls) {
   for (uint32_t i = 0; i < nb_urls; ++i) {
     write_output_file(file, peek_ring_buffer(buffer, i));
@@ -35,10 +47,11 @@ bool spill_tail(url_queue& queue) {
   const std::string path = build_spill_path(queue, queue.end_file);
   output_file_ptr file = open_output_file(path, FILE_TRUNCATE);
   if (file == nullptr) return false;
+  std::erase(queue.spent_files, queue.end_file);  // it is written over
   const uint32_t nb_urls = std::min(queue.tail.count, queue.capacity);
   const bool written = write_urls(*file, queue.tail, nb_urls);
   if (!finish_output_file(file) || !written) {
-    ::unlink(path.c_str());
+    remove_spill_file(queue, queue.end_file);
     return false;
   }
   drop_ring_buffer(queue.tail, nb_urls);
@@ -77,7 +90,8 @@ void read_urls(line_reader& reader, std::vector<std::string>& urls) {
 // Reads the oldest file into the head and removes it. False when it is there but cannot be read. A
 // file that opens and cannot be read to its end is tried again some times: the disk may recover.
 bool refill_head_from_file(url_queue& queue) {
-  const std::string path = build_spill_path(queue, queue.files.front());
+  const uint32_t number = queue.files.front();
+  const std::string path = build_spill_path(queue, number);
   const line_reader_ptr reader = open_line_reader(path);
   if (reader == nullptr && errno != ENOENT) return false;
   std::vector<std::string> urls;
@@ -93,7 +107,7 @@ bool refill_head_from_file(url_queue& queue) {
     put_beyond_ring_buffer(queue.tail, url);
   }
   recount_file(queue, path, static_cast<uint32_t>(urls.size()), !is_whole);
-  ::unlink(path.c_str());
+  remove_spill_file(queue, number);
   return true;
 }
 
@@ -114,10 +128,6 @@ void refill_head(url_queue& queue) {
 bool save_buffer(const ring_buffer& buffer, const std::string& path, output_file& pending) {
   if (!save_ring_buffer(buffer, path)) return false;
   return !is_full_ring_buffer(buffer) || write_urls(pending, buffer, buffer.count);
-}
-
-bool remove_saved_file(const std::string& path) {
-  return ::unlink(path.c_str()) == 0 || errno == ENOENT;
 }
 
 }  // namespace
@@ -156,6 +166,7 @@ bool pop_url_queue(std::string& out, url_queue& queue) {
 void clear_url_queue(url_queue& queue) {
   queue.end_file = 0;
   queue.files.clear();
+  queue.spent_files.clear();
   clear_ring_buffer(queue.head);
   clear_ring_buffer(queue.tail);
   queue.count = 0;
@@ -164,15 +175,17 @@ void clear_url_queue(url_queue& queue) {
 }
 
 bool save_url_queue(url_queue& queue, output_file& pending) {
+  const bool no_file_left_over = remove_spent_files(queue);
   if (queue.count > 0) {
     queue.has_saved_files = true;
     const bool head_saved = save_buffer(queue.head, build_head_path(queue), pending);
-    return save_buffer(queue.tail, build_tail_path(queue), pending) && head_saved;
+    const bool tail_saved = save_buffer(queue.tail, build_tail_path(queue), pending);
+    return head_saved && tail_saved && no_file_left_over;
   }
-  if (!queue.has_saved_files) return true;
-  queue.has_saved_files = false;
-  const bool head_removed = remove_saved_file(build_head_path(queue));
-  return remove_saved_file(build_tail_path(queue)) && head_removed;
+  if (!queue.has_saved_files) return no_file_left_over;
+  const bool head_removed = remove_file(build_head_path(queue));
+  queue.has_saved_files = !remove_file(build_tail_path(queue)) || !head_removed;
+  return !queue.has_saved_files && no_file_left_over;
 }
 
 void adopt_file_url_queue(url_queue& queue, uint32_t number) {

@@ -33,6 +33,8 @@ struct url_queue {
   ring_buffer tail;
   uint32_t count = 0;  // URLs in head, files and tail; each file counts `capacity` until it is read
 
+  std::vector<uint32_t> spent_files;  // no part of the queue, but the disk refused to remove them
+
   uint32_t nb_refused_reads = 0;  // of the oldest file, in a row
   uint32_t spill_at = 0;          // after a refused spill: the length of the tail to try again at
   bool has_saved_files = false;   // head and tail files of an earlier save may be on disk
@@ -48,7 +50,8 @@ void push_url_queue(url_queue& queue, std::string_view url);
 // Forgets every URL; leaves files alone.
 void clear_url_queue(url_queue& queue);
 // Writes the buffers to their files. A full buffer, which has no written form, goes to pending
-// instead, one URL a line. Files of a queue that is empty are removed. False when the disk refused.
+// instead, one URL a line. Files of a queue that is empty are removed, as are spent ones: what is
+// saved holds no URL twice. False when the disk refused.
 [[nodiscard]] bool save_url_queue(url_queue& queue, output_file& pending);
 
 // Makes a spill file that is on disk part of the queue. Numbers come in rising order.

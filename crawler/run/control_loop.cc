@@ -1,14 +1,19 @@
 #include "crawler/run/control_loop.h"
 
+#include <cerrno>
 #include <cstdio>
-#include <thread>
+#include <string>
+#include <utility>
 #include <vector>
 
 #include "crawler/admin/admin_server.h"
 #include "crawler/core/checkpoint.h"
 #include "crawler/run/spider.h"
 #include "wkstd/clock.h"
+#include "wkstd/error.h"
 #include "wkstd/terminal_line.h"
+#include "wkstd/text.h"
+#include "wkstd/thread.h"
 
 namespace wk {
 namespace {
@@ -76,6 +81,33 @@ uint32_t get_round_time_ms(Crawler& crawler) {
   return crawler.admin_thread_sleep_time_ms;
 }
 
+// A crawl does with as many spiders as the system lets it have, but not without any.
+void start_spiders(Crawler& crawler, uint32_t nb_spiders, std::vector<joined_thread>& threads) {
+  for (uint32_t number = 1; number <= nb_spiders; ++number) {
+    joined_thread thread;
+    if (start_thread(thread, [&crawler, number] { run_spider(crawler, number); })) {
+      threads.push_back(std::move(thread));
+      continue;
+    }
+    const std::string reason = get_system_error_text(errno);
+    const std::string text = format_text("%u of %u spiders could be started: %s", number - 1,
+                                         nb_spiders, reason.c_str());
+    if (threads.empty()) report_fatal_error(text);
+    (void)report_error(ERROR_WARNING, text);
+    return;
+  }
+}
+
+void start_admin_server(admin_server& admin, std::vector<joined_thread>& threads) {
+  joined_thread thread;
+  if (start_thread(thread, [&admin] { run_admin_server(admin); })) {
+    threads.push_back(std::move(thread));
+    return;
+  }
+  (void)report_error(ERROR_WARNING,
+                     "The administration could not be started: " + get_system_error_text(errno));
+}
+
 }  // namespace
 
 void run_main_loop(Crawler& crawler) {
@@ -86,12 +118,9 @@ void run_main_loop(Crawler& crawler) {
   // The port is open before a spider could be sent to it.
   const admin_server_ptr admin = open_admin_server(crawler);
   {
-    std::vector<std::jthread> threads;
-    threads.reserve(size_t{nb_spiders} + 1);
-    for (uint32_t number = 1; number <= nb_spiders; ++number) {
-      threads.emplace_back(run_spider, std::ref(crawler), number);
-    }
-    if (admin != nullptr) threads.emplace_back(run_admin_server, std::ref(*admin));
+    std::vector<joined_thread> threads;
+    start_spiders(crawler, nb_spiders, threads);
+    if (admin != nullptr) start_admin_server(*admin, threads);
     while (!is_stopped(crawler.gate)) {
       // A stop that a spider sets ends the sleep; the round behind it is made all the same.
       sleep_stop_gate(crawler.gate, get_round_time_ms(crawler));

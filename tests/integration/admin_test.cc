@@ -154,28 +154,5 @@ TEST(administration, answers_beside_clients_that_hang_and_the_crawl_goes_on) {
   for (const int handle : silent) skt_close(handle);
 }
 
-TEST(administration, is_never_fetched_by_its_own_crawl) {
-  scripted_server server = start_scripted_server();
-  const std::string port = std::to_string(find_free_port());
-  crawl_setup setup;
-  setup.options = {"-admin-port", port};
-  std::string links = "<a href='/redirect'>x</a>";
-  for (const char* host : {"127.0.0.1", "localhost", "127.1", "127.0.0.2", "0.0.0.0", "0",
-                           "2130706433", "0x7f.0.0.1", "017700000001", "user@127.0.0.1"}) {
-    const std::string url = std::string("http://") + host + ":" + port + "/webadmin/Shutdown";
-    setup.profile.seeds.push_back(url);
-    links += "<a href='" + url + "?linked'>x</a>";
-  }
-  serve_redirect_scripted_server(server, "/redirect", setup.profile.seeds[0] + "?redirect");
-  serve_page_scripted_server(server, "/", links);
-  setup.profile.seeds.push_back(get_url_scripted_server(server, "/"));
-  const crawl_place place;
-  const crawl_result result = run_crawl(place, setup);
-  EXPECT_EQ(result.program.exit_status, 0);
-  EXPECT_EQ(count_text(result.log, " Opened admin socket\n"), 1u);
-  EXPECT_EQ(count_text(result.log, "  Didn't download (HTTP CODE 400)"), 21u);
-  EXPECT_EQ(count_text(result.log, " /webadmin/Shutdown"), 0u);  // no request came
-}
-
 }  // namespace
 }  // namespace wk

@@ -29,6 +29,10 @@ void set_limit(int resource, uint64_t value) {
   ::setrlimit(static_cast<__rlimit_resource>(resource), &limit);
 }
 
+double get_seconds(const struct timeval& time) {
+  return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_usec) / 1e6;
+}
+
 [[noreturn]] void become_program(const program_setup& setup, const running_program& program) {
   redirect(program.output_path, STDOUT_FILENO);
   redirect(program.errors_path, STDERR_FILENO);
@@ -86,9 +90,11 @@ void signal_program(const running_program& program, int signal) { ::kill(program
 program_result wait_program(running_program& program) {
   program_result result;
   int status = 0;
-  while (::waitpid(program.pid, &status, 0) < 0 && errno == EINTR) {
+  struct rusage usage {};
+  while (::wait4(program.pid, &status, 0, &usage) < 0 && errno == EINTR) {
   }
   program.pid = -1;
+  result.cpu_seconds = get_seconds(usage.ru_utime) + get_seconds(usage.ru_stime);
   result.exit_status = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
   result.output = read_test_file(program.output_path);
   result.errors = read_test_file(program.errors_path);

@@ -22,6 +22,7 @@ struct program_result {
   int exit_status = -1;  // 128 + signal when a signal ended it
   std::string output;
   std::string errors;
+  double cpu_seconds = 0;  // in user and system mode
 };
 
 // Waits for the program's end. One that runs longer than ten minutes is killed.

@@ -1,7 +1,6 @@
 #include "tests/support/fault_preload.h"
 
 #include <dirent.h>
-#include <dlfcn.h>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
@@ -13,41 +12,42 @@
 #include <csignal>
 #include <cstdarg>
 #include <cstdint>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
 
+#include "tests/support/fault_preload_plan.h"
+
 // Every call goes to the kernel directly: a sanitizer calls these functions before the dynamic
 // loader is ready to look the C library's up.
 
+using namespace wk::faults;
+
 namespace {
 
-enum fault_call : uint32_t {
-  CALL_OPEN,
-  CALL_CREATE,
-  CALL_READ,
-  CALL_WRITE,
-  CALL_FSYNC,
-  CALL_CLOSE,
-  CALL_FTRUNCATE,
-  CALL_RENAME,
-  CALL_UNLINK,
-  CALL_MKDIR,
-  CALL_RMDIR,
-  CALL_STAT,
-  CALL_OPENDIR,
-  CALL_READDIR,
-  NB_CALLS,
+constexpr const char* CALL_NAMES[NB_CALLS] = {
+    "open",   "create",  "read",   "write", "fsync",   "close",   "ftruncate",   "rename",
+    "unlink", "mkdir",   "rmdir",  "stat",  "opendir", "readdir", "socket",      "bind",
+    "listen", "connect", "accept", "send",  "recv",    "poll",    "getaddrinfo", "malloc"};
+
+struct named_error {
+  const char* name;
+  int number;
 };
-constexpr const char* CALL_NAMES[NB_CALLS] = {"open",  "create",    "read",    "write",  "fsync",
-                                              "close", "ftruncate", "rename",  "unlink", "mkdir",
-                                              "rmdir", "stat",      "opendir", "readdir"};
+constexpr named_error ERRORS[] = {{"ENOSPC", ENOSPC},         {"EIO", EIO},
+                                  {"EMFILE", EMFILE},         {"ENOMEM", ENOMEM},
+                                  {"ENOBUFS", ENOBUFS},       {"EADDRINUSE", EADDRINUSE},
+                                  {"ECONNRESET", ECONNRESET}, {"ECONNREFUSED", ECONNREFUSED},
+                                  {"ETIMEDOUT", ETIMEDOUT},   {"ECONNABORTED", ECONNABORTED},
+                                  {"EAI_AGAIN", EAGAIN}};
 
 constexpr size_t MAX_PATH_BYTES = 4'096;
 
 struct fault_plan {
   char path[MAX_PATH_BYTES] = "";
   char marker[MAX_PATH_BYTES] = "";
+  char count_path[MAX_PATH_BYTES] = "";
   bool counted[NB_CALLS] = {};
   unsigned long first = 0;
   unsigned long last = 0;  // 0: for ever
@@ -59,6 +59,7 @@ struct fault_plan {
 
   std::atomic<bool> is_on{false};
   std::atomic<bool> has_begun{false};  // the marker was seen
+  std::atomic<bool> is_in_main{false};
   std::atomic<unsigned long> nb_calls{0};
   std::atomic<unsigned long> nb_done{0};
 };
@@ -79,11 +80,13 @@ bool is_named(const char* list, const char* name) {
   for (const char* at = list; (at = std::strstr(at, name)) != nullptr; at += length) {
     if ((at == list || at[-1] == ',') && (at[length] == '\0' || at[length] == ',')) return true;
   }
-  return *list == '\0';
+  return false;
 }
 
 bool is_counted_path(const char* path) {
   if (!plan.is_on.load(std::memory_order_acquire)) return false;
+  if (path == nullptr) return plan.is_in_main.load(std::memory_order_relaxed);
+  if (plan.path[0] == '\0') return false;
   if (!plan.has_begun.load(std::memory_order_relaxed)) {
     if (plan.marker[0] != '\0' && syscall(SYS_faccessat, AT_FDCWD, plan.marker, F_OK) != 0) {
       return false;
@@ -93,12 +96,17 @@ bool is_counted_path(const char* path) {
   return std::strstr(path, plan.path) != nullptr;
 }
 
-enum fate : uint32_t { FATE_PASS, FATE_FAIL, FATE_END };
+[[noreturn]] void end_process() {
+  for (;;) syscall(SYS_kill, static_cast<long>(getpid()), static_cast<long>(SIGKILL));
+}
 
-// What happens to the call; errno is set when it fails and left alone when it passes.
+}  // namespace
+
+namespace wk::faults {
+
 fate judge(fault_call call, const char* path) {
   const int before = errno;
-  const bool counts = is_counted_path(path) && plan.counted[call];
+  const bool counts = plan.counted[call] && is_counted_path(path);
   errno = before;
   if (!counts) return FATE_PASS;
   const unsigned long number = ++plan.nb_calls;
@@ -109,9 +117,17 @@ fate judge(fault_call call, const char* path) {
   return FATE_FAIL;
 }
 
-[[noreturn]] void end_process() {
-  for (;;) syscall(SYS_kill, static_cast<long>(getpid()), static_cast<long>(SIGKILL));
+bool fails(fault_call call, const char* path) {
+  const fate what = judge(call, path);
+  if (what == FATE_END) end_process();
+  return what == FATE_FAIL;
 }
+
+void begin_main() { plan.is_in_main = true; }
+
+}  // namespace wk::faults
+
+namespace {
 
 fate judge_handle(fault_call call, int handle) {
   if (!plan.is_on.load(std::memory_order_acquire)) return FATE_PASS;
@@ -134,13 +150,6 @@ fate judge_handle(fault_call call, int handle) {
   return judge(call, path);
 }
 
-// True when the call is to fail.
-bool fails(fault_call call, const char* path) {
-  const fate what = judge(call, path);
-  if (what == FATE_END) end_process();
-  return what == FATE_FAIL;
-}
-
 bool fails_by_handle(fault_call call, int handle) {
   const fate what = judge_handle(call, handle);
   if (what == FATE_END) end_process();
@@ -153,14 +162,18 @@ int open_path(int directory, const char* path, int flags, mode_t mode) {
   return static_cast<int>(syscall(SYS_openat, directory, path, flags, mode));
 }
 
-// The C library's own function behind this library.
-template <typename function>
-function find_next(const char* name) {
-  return reinterpret_cast<function>(dlsym(RTLD_NEXT, name));
+// Says how many calls were counted, for those that are to choose one of them.
+void write_count() {
+  if (plan.count_path[0] == '\0') return;
+  char digits[24];
+  const int length = std::snprintf(digits, sizeof digits, "%lu\n", plan.nb_calls.load());
+  const long handle = syscall(SYS_openat, AT_FDCWD, plan.count_path, O_WRONLY | O_CREAT, 0600);
+  if (handle >= 0) syscall(SYS_write, handle, digits, static_cast<long>(length));
 }
 
 struct arm_at_load {
   arm_at_load() { arm_faults(); }
+  ~arm_at_load() { write_count(); }
 } arm_now;
 
 }  // namespace
@@ -171,15 +184,19 @@ void arm_faults() {
   plan.is_on = false;
   copy_text(plan.path, get_variable("WK_FAULT_PATH"));
   copy_text(plan.marker, get_variable("WK_FAULT_MARKER"));
+  copy_text(plan.count_path, get_variable("WK_FAULT_COUNT"));
   const char* calls = get_variable("WK_FAULT_CALLS");
-  for (uint32_t i = 0; i < NB_CALLS; ++i) plan.counted[i] = is_named(calls, CALL_NAMES[i]);
+  for (uint32_t i = 0; i < NB_CALLS; ++i) {
+    plan.counted[i] = is_named(calls, CALL_NAMES[i]) || (*calls == '\0' && i < NB_FILE_CALLS);
+  }
   plan.first = std::strtoul(get_variable("WK_FAULT_FIRST"), nullptr, 10);
   const char* last = get_variable("WK_FAULT_LAST");
   plan.last = *last == '\0' ? plan.first : std::strtoul(last, nullptr, 10);
   const char* action = get_variable("WK_FAULT_ACTION");
-  plan.error = std::strcmp(action, "ENOSPC") == 0 ? ENOSPC
-               : std::strcmp(action, "EIO") == 0  ? EIO
-                                                  : 0;
+  plan.error = 0;
+  for (const named_error& error : ERRORS) {
+    if (std::strcmp(action, error.name) == 0) plan.error = error.number;
+  }
   plan.tears = std::strcmp(action, "tear") == 0;
   plan.no_sync = *get_variable("WK_FAULT_NO_SYNC") != '\0';
   plan.clock_speed = std::strtol(get_variable("WK_CLOCK_SPEED"), nullptr, 10);
@@ -187,7 +204,7 @@ void arm_faults() {
   plan.has_begun = false;
   plan.nb_calls = 0;
   plan.nb_done = 0;
-  plan.is_on = plan.path[0] != '\0' && plan.first > 0;
+  plan.is_on = plan.first > 0;
 }
 
 void disarm_faults() { plan.is_on = false; }
@@ -305,14 +322,14 @@ int fstatat(int directory, const char* path, struct stat* facts, int flags) noex
 
 DIR* opendir(const char* path) {
   if (fails(CALL_OPENDIR, path)) return nullptr;
-  static const auto next = find_next<DIR* (*)(const char*)>("opendir");
-  return next(path);
+  static std::atomic<DIR* (*)(const char*)> next;
+  return find_next(next, "opendir")(path);
 }
 
 struct dirent* readdir(DIR* directory) {
   if (fails_by_handle(CALL_READDIR, dirfd(directory))) return nullptr;
-  static const auto next = find_next<struct dirent* (*)(DIR*)>("readdir");
-  return next(directory);
+  static std::atomic<struct dirent* (*)(DIR*)> next;
+  return find_next(next, "readdir")(directory);
 }
 
 int clock_gettime(clockid_t clock, struct timespec* time) noexcept {

@@ -1,17 +1,21 @@
-// Disk faults on order, for a program that knows nothing of them.
+// Faults of disk, network and memory on order, for a program that knows nothing of them.
 //
-// The library stands before the C library's file calls and counts those that touch a path holding
-// some text. What happens to the counted calls from one number to another, the environment says; a
-// program gets it with LD_PRELOAD (build_fault_environment), a test that links it calls
-// arm_faults after it has set the variables:
+// The library stands before the C library's calls and counts those that touch a path holding some
+// text, or are of a kind. What happens to the counted calls from one number to another, the
+// environment says; a program gets it with LD_PRELOAD (build_fault_environment), a test that links
+// it calls arm_faults after it has set the variables:
 //
-//   WK_FAULT_PATH    text that the path of a counted call holds; without it nothing is counted
-//   WK_FAULT_CALLS   which calls count, by name and comma; all when absent. "open" is an opening
-//                    for reading, "create" every other; stat stands for all of its kind
+//   WK_FAULT_PATH    text that the path of a counted call holds; without it no file call is counted
+//   WK_FAULT_CALLS   which calls count, by name and comma; all of files when absent. "open" is an
+//                    opening for reading, "create" every other; stat stands for all of its kind,
+//                    malloc for every allocation. Calls of the network and allocations have no
+//                    path, and count when they are named, from the begin of main on
 //   WK_FAULT_MARKER  nothing is counted before a file of this name exists
 //   WK_FAULT_FIRST   number of the first call that fails, from 1
 //   WK_FAULT_LAST    number of the last; the same when absent, 0: for ever
-//   WK_FAULT_ACTION  "ENOSPC", "EIO": the call does nothing and fails; a close closes all the same
+//   WK_FAULT_COUNT   file that the number of counted calls goes to when the process exits
+//   WK_FAULT_ACTION  "ENOSPC", "EIO", "ECONNRESET", ...: the call does nothing and fails; a close
+//                    closes all the same
 //                    "kill": the process ends before the call, by SIGKILL
 //                    "tear": the same, but a half of what is to be written is written before
 //   WK_FAULT_NO_SYNC not empty: fsync answers at once. Only the power can tell the difference, not

@@ -46,6 +46,7 @@ struct scripted_server_state {
   bool ending = false;
   std::unordered_map<std::string, path_script> scripts;
   std::shared_ptr<const scripted_handler> handler;
+  std::string greeting;  // not empty: all that a client gets
   std::vector<recorded_request> requests;
   std::list<scripted_connection> connections;
   std::vector<connection_place> finished;  // threads at their end, to be joined
@@ -158,10 +159,16 @@ void give_answer(scripted_server_state& state, int handle, const scripted_answer
       }
       break;
     case ANSWER_DRIP:
-      while (!wait_for_end(state, std::chrono::milliseconds(answer.drip_ms)) &&
-             send_bytes(handle, "x")) {
+      for (uint64_t i = 0; i < answer.nb_drips; ++i) {
+        if (wait_for_end(state, std::chrono::milliseconds(answer.drip_ms))) return;
+        if (!send_bytes(handle, "x")) return;
       }
       break;
+    case ANSWER_RESET: {
+      const struct linger at_once = {1, 0};
+      setsockopt(handle, SOL_SOCKET, SO_LINGER, &at_once, sizeof at_once);
+      break;
+    }
     case ANSWER_ENDLESS_HEAD:
       give_endless_head(handle);
       break;
@@ -171,10 +178,18 @@ void give_answer(scripted_server_state& state, int handle, const scripted_answer
   }
 }
 
+std::string get_greeting(scripted_server_state& state) {
+  const std::lock_guard<std::mutex> hold(state.lock);
+  return state.greeting;
+}
+
 void serve_connection(scripted_server_state& state, connection_place place) {
   const int handle = place->handle;
   recorded_request request;
-  if (receive_request(handle, request)) {
+  const std::string greeting = get_greeting(state);
+  if (!greeting.empty()) {
+    (void)send_bytes(handle, greeting);
+  } else if (receive_request(handle, request)) {
     give_answer(state, handle, choose_answer(state, request));
   }
   const std::lock_guard<std::mutex> hold(state.lock);
@@ -310,6 +325,11 @@ void serve_redirect_scripted_server(scripted_server& server, const std::string& 
 void serve_default_scripted_server(scripted_server& server, scripted_handler handler) {
   const std::lock_guard<std::mutex> hold(server.state->lock);
   server.state->handler = std::make_shared<const scripted_handler>(std::move(handler));
+}
+
+void serve_greeting_scripted_server(scripted_server& server, std::string bytes) {
+  const std::lock_guard<std::mutex> hold(server.state->lock);
+  server.state->greeting = std::move(bytes);
 }
 
 uint64_t count_requests_scripted_server(const scripted_server& server, const std::string& path) {

@@ -42,6 +42,7 @@ enum scripted_answer_kind : uint32_t {
   ANSWER_BYTES = 0,     // the bytes, then a close
   ANSWER_STALL,         // the bytes, then nothing until the server ends
   ANSWER_DRIP,          // the bytes, then one 'x' every drip_ms until the client or the server ends
+  ANSWER_RESET,         // the bytes, then a reset of the connection
   ANSWER_ENDLESS_HEAD,  // the bytes, then header lines, each of its own name, without an end
   ANSWER_ENDLESS_BODY,  // the bytes, then as many 'x' as the client takes
 };
@@ -50,6 +51,7 @@ struct scripted_answer {
   scripted_answer_kind kind = ANSWER_BYTES;
   std::string bytes = {};  // a whole response, a part of one, or nothing: a close at once
   uint32_t drip_ms = 1;    // of ANSWER_DRIP
+  uint64_t nb_drips = UINT64_MAX;
 };
 
 // Called without a lock, by several threads at once; gives the whole response.
@@ -90,6 +92,8 @@ void serve_page_scripted_server(scripted_server& server, const std::string& path
 void serve_redirect_scripted_server(scripted_server& server, const std::string& path,
                                     std::string_view location, uint32_t status = 302);
 void serve_default_scripted_server(scripted_server& server, scripted_handler handler);
+// Every client gets the bytes and a close before it was heard; no request is recorded any more.
+void serve_greeting_scripted_server(scripted_server& server, std::string bytes);
 
 [[nodiscard]] uint64_t count_requests_scripted_server(const scripted_server& server,
                                                       const std::string& path);

@@ -1,0 +1,97 @@
+#include "wkskt/skt_resolve.h"
+
+#include <netdb.h>
+
+#include <algorithm>
+#include <chrono>
+#include <condition_variable>
+#include <memory>
+#include <mutex>
+#include <string>
+
+#include "wkstd/clock.h"
+#include "wkstd/thread.h"
+
+namespace wk {
+namespace {
+
+constexpr uint64_t LONGEST_SLICE_US = 250'000;  // a stop is seen within this time
+
+std::atomic<int> nb_look_ups{0};
+
+// What asker and thread share; whichever goes last frees it.
+struct look_up {
+  const std::string host;
+
+  std::mutex lock;  // guards all below
+  std::condition_variable changed;
+  bool done = false;
+  bool found = false;
+  struct in_addr address {};
+};
+using shared_look_up = std::shared_ptr<look_up>;
+
+bool ask_resolver(const char* host, int flags, struct in_addr& address) {
+  struct addrinfo wanted {};
+  wanted.ai_family = AF_INET;
+  wanted.ai_socktype = SOCK_STREAM;
+  wanted.ai_flags = flags;
+  struct addrinfo* found = nullptr;
+  if (::getaddrinfo(host, nullptr, &wanted, &found) != 0 || found == nullptr) return false;
+  address = reinterpret_cast<const struct sockaddr_in*>(found->ai_addr)->sin_addr;
+  ::freeaddrinfo(found);
+  return true;
+}
+
+void run_look_up(look_up& shared) {
+  struct in_addr address {};
+  const bool found = ask_resolver(shared.host.c_str(), 0, address);
+  nb_look_ups.fetch_sub(1);
+  const std::lock_guard<std::mutex> hold(shared.lock);
+  shared.found = found;
+  shared.address = address;
+  shared.done = true;
+  shared.changed.notify_all();
+}
+
+bool start_look_up(const shared_look_up& shared) {
+  if (nb_look_ups.fetch_add(1) < SKT_MAX_LOOK_UPS &&
+      start_detached_thread([shared] { run_look_up(*shared); })) {
+    return true;
+  }
+  nb_look_ups.fetch_sub(1);
+  return false;
+}
+
+uint64_t choose_end_us(const skt_terms& terms) {
+  uint64_t end_us = terms.deadline_us != 0 ? terms.deadline_us : UINT64_MAX;
+  const uint64_t now_us = get_steady_time_us();
+  if (terms.limit_us != 0 && terms.limit_us < end_us - std::min(now_us, end_us)) {
+    end_us = now_us + terms.limit_us;
+  }
+  return end_us;
+}
+
+}  // namespace
+
+bool read_skt_address(const char* host, struct in_addr& address) {
+  return ask_resolver(host, AI_NUMERICHOST, address);
+}
+
+bool look_up_skt_address(const char* host, const skt_terms& terms, struct in_addr& address) {
+  const uint64_t end_us = choose_end_us(terms);
+  const shared_look_up shared(new look_up{.host = host, .lock = {}, .changed = {}});
+  if (!start_look_up(shared)) return false;
+  std::unique_lock<std::mutex> hold(shared->lock);
+  while (!shared->done) {
+    const uint64_t now_us = get_steady_time_us();
+    const bool stopped = terms.stop != nullptr && terms.stop->load(std::memory_order_relaxed) != 0;
+    if (stopped || now_us >= end_us) return false;
+    const uint64_t slice_us = std::min(end_us - now_us, LONGEST_SLICE_US);
+    shared->changed.wait_for(hold, std::chrono::microseconds(slice_us));
+  }
+  address = shared->address;
+  return shared->found;
+}
+
+}  // namespace wk
