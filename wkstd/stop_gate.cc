@@ -24,6 +24,11 @@ bool sleep_stop_gate(stop_gate& gate, uint64_t milliseconds) {
   return gate.changed.wait_until(hold, until, [&gate] { return is_stopped(gate); });
 }
 
+void wait_while_paused_stop_gate(stop_gate& gate) {
+  std::unique_lock<std::mutex> hold(gate.lock);
+  gate.changed.wait(hold, [&gate] { return gate.pause.load() != 1 || is_stopped(gate); });
+}
+
 void set_stop_stop_gate(stop_gate& gate) {
   const std::lock_guard<std::mutex> hold(gate.lock);
   gate.stop.store(1);

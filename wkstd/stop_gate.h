@@ -23,6 +23,9 @@ struct stop_gate {
 // True when stop is set. The caller holds no lock.
 bool sleep_stop_gate(stop_gate& gate, uint64_t milliseconds);
 
+// Sleeps while pause is 1, until stop is set at the latest.
+void wait_while_paused_stop_gate(stop_gate& gate);
+
 [[nodiscard]] inline bool is_stopped(const stop_gate& gate) {
   return gate.stop.load(std::memory_order_relaxed) != 0;
 }

@@ -32,8 +32,6 @@
 
 namespace wk {
 
-constexpr uint64_t PAUSE_SLEEP_TIME_MS = 100;  // of spiders that are paused or find no URL
-
 struct Crawler {
   stop_gate gate;  // the crawler's lock and condition, the stop and pause flags
 

@@ -82,10 +82,11 @@ uint32_t get_round_time_ms(Crawler& crawler) {
 }
 
 // A crawl does with as many spiders as the system lets it have, but not without any.
-void start_spiders(Crawler& crawler, uint32_t nb_spiders, std::vector<joined_thread>& threads) {
+void start_spiders(Crawler& crawler, url_watch& watch, uint32_t nb_spiders,
+                   std::vector<joined_thread>& threads) {
   for (uint32_t number = 1; number <= nb_spiders; ++number) {
     joined_thread thread;
-    if (start_thread(thread, [&crawler, number] { run_spider(crawler, number); })) {
+    if (start_thread(thread, [&, number] { run_spider(crawler, watch, number); })) {
       threads.push_back(std::move(thread));
       continue;
     }
@@ -118,8 +119,9 @@ void run_main_loop(Crawler& crawler) {
   // The port is open before a spider could be sent to it.
   const admin_server_ptr admin = open_admin_server(crawler);
   {
+    url_watch watch;
     std::vector<joined_thread> threads;
-    start_spiders(crawler, nb_spiders, threads);
+    start_spiders(crawler, watch, nb_spiders, threads);
     if (admin != nullptr) start_admin_server(*admin, threads);
     while (!is_stopped(crawler.gate)) {
       // A stop that a spider sets ends the sleep; the round behind it is made all the same.

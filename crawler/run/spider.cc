@@ -21,6 +21,7 @@ constexpr std::string_view LINK_FIELDS = "link-extractor s-comment";
 // What a thread of its own needs to crawl; no other thread looks at it.
 struct spider {
   Crawler& crawler;
+  url_watch& watch;  // of all spiders
   uint32_t number;
   spider_counters& counts;  // its own; others read them
   http_fetcher_ptr fetcher;
@@ -79,11 +80,9 @@ step check_filter(spider& self) {
 }
 
 void wait_while_paused(spider& self) {
-  const stop_gate& gate = self.crawler.gate;
-  while (gate.pause.load(std::memory_order_relaxed) == 1 && !is_stopped(gate)) {
-    set_state_spider(self.counts, SPIDER_PAUSED);
-    sleep_stop_gate(self.crawler.gate, PAUSE_SLEEP_TIME_MS);
-  }
+  if (self.crawler.gate.pause.load(std::memory_order_relaxed) == 0) return;
+  set_state_spider(self.counts, SPIDER_PAUSED);
+  wait_while_paused_stop_gate(self.crawler.gate);
 }
 
 // Waits for the moment from which the URL's host may be asked. A stop meanwhile leaves the URL in
@@ -279,11 +278,11 @@ void end_exhausted_crawl(spider& self) {
   }
 }
 
-// Sleeps a little while the horizon has no URL to hand out.
+// Sleeps until the horizon may have a URL to hand out.
 void wait_for_url(spider& self, frontier_answer answer) {
   set_state_spider(self.counts, answer == FRONTIER_WAIT ? SPIDER_WAITING : SPIDER_IDLE);
   const uint64_t start_us = get_steady_time_us();
-  sleep_stop_gate(self.crawler.gate, PAUSE_SLEEP_TIME_MS);
+  wait_url_watch(self.watch, self.crawler.gate);
   if (answer != FRONTIER_WAIT) return;
   count_spider(self.counts.nb_queue_waits);
   count_spider(self.counts.queue_wait_us, get_steady_time_us() - start_us);
@@ -305,6 +304,7 @@ void crawl_until_stopped(spider& self) {
     const frontier_answer answer =
         crawler.horizon->get_url(*crawler.horizon, self.url, self.allowed_time);
     if (answer == FRONTIER_URL) {
+      wake_next_url_watch(self.watch);
       crawl_url(self);
       count_body_bytes(self);
       continue;
@@ -323,8 +323,9 @@ void use_cookies(http_fetcher& fetcher, cookie_jar& cookies) {
 
 }  // namespace
 
-void run_spider(Crawler& crawler, uint32_t number) {
+void run_spider(Crawler& crawler, url_watch& watch, uint32_t number) {
   spider self{.crawler = crawler,
+              .watch = watch,
               .number = number,
               .counts = get_slot_crawl_counters(crawler.counters, number),
               .fetcher = create_http_fetcher(crawler.fetch),
@@ -347,6 +348,7 @@ void run_spider(Crawler& crawler, uint32_t number) {
   }
   log_spider(self, "started");
   crawl_until_stopped(self);
+  wake_all_url_watch(watch);
   set_state_spider(self.counts, SPIDER_ENDED);
   log_spider(self, "finished");
 }

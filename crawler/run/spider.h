@@ -4,11 +4,12 @@
 #include <cstdint>
 
 #include "crawler/core/crawler.h"
+#include "crawler/run/url_watch.h"
 
 namespace wk {
 
 // The thread's body: works until stop is set or the horizon is exhausted. number names it in the
 // log.
-void run_spider(Crawler& crawler, uint32_t number);
+void run_spider(Crawler& crawler, url_watch& watch, uint32_t number);
 
 }  // namespace wk
