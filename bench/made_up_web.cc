@@ -18,12 +18,13 @@ constexpr const char* TITLES[] = {"getting-started",  "the-long-way-home", "rele
                                   "notes-on-harbours"};
 
 // What the URLs of a site end in: most sites spell all of their pages one way.
-constexpr const char* PAGE_FORMS[] = {
-    "http://www.site%u.example/%s/%s-%u.html", "http://www.site%u.example/%s/%s-%u.html",
-    "http://www.site%u.example/%s/%s-%u.html", "http://www.site%u.example/%s/%s-%u/",
-    "http://www.site%u.example/%s/%s-%u/",     "http://www.site%u.example/%s/%s?id=%u",
-    "http://www.site%u.example/%s/%s/%u",      "http://www.site%u.example/%s/%s-%u.php",
+// What stands before and behind the number of a page.
+struct page_form {
+  const char* before;
+  const char* behind;
 };
+constexpr page_form PAGE_FORMS[] = {{"-", ".html"}, {"-", ".html"}, {"-", ".html"}, {"-", "/"},
+                                    {"-", "/"},     {"?id=", ""},   {"/", ""},      {"-", ".php"}};
 
 // Spreads neighbouring numbers over all of 64 bits, one to one (the last step of MurmurHash3).
 uint64_t mix(uint64_t x) {
@@ -51,9 +52,10 @@ void append_random_end(std::string& url, uint64_t bits) {
 void spell_url(const made_up_web& web, uint32_t site, uint32_t page, std::string& url) {
   const uint64_t bits = mix(uint64_t{site} << 32 | page);
   url.clear();
-  append_formatted_text(url, PAGE_FORMS[mix(site) % std::size(PAGE_FORMS)], site,
+  const page_form& form = PAGE_FORMS[mix(site) % std::size(PAGE_FORMS)];
+  append_formatted_text(url, "http://www.site%u.example/%s/%s%s%u%s", site,
                         SECTIONS[bits % std::size(SECTIONS)], TITLES[page % std::size(TITLES)],
-                        page);
+                        form.before, page, form.behind);
   if (web.random_ends) append_random_end(url, bits);
 }
 
