@@ -1,7 +1,7 @@
 #include "crawler/content/absolute_links.h"
 
-#include "crawler/content/byte_block.h"
 #include "crawler/url/url_form.h"
+#include "wkstd/byte_block.h"
 #include "wkstd/text.h"
 
 namespace wk {

@@ -1,6 +1,6 @@
 #include "crawler/content/attribute_value.h"
 
-#include "crawler/content/byte_block.h"
+#include "wkstd/byte_block.h"
 #include "wkstd/text.h"
 
 namespace wk {

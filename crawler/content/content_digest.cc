@@ -1,9 +1,9 @@
 // The digests of contents: byte i of a text is added, modulo 256, to digest byte i modulo 16.
 #include <algorithm>
 
-#include "crawler/content/byte_block.h"
 #include "crawler/content/digest_table.h"
 #include "crawler/content/page_text_scan.h"
+#include "wkstd/byte_block.h"
 
 namespace wk {
 namespace {

@@ -1,8 +1,8 @@
 #include "crawler/content/event_links.h"
 
-#include "crawler/content/byte_block.h"
 #include "crawler/content/html_name.h"
 #include "crawler/content/quoted_literals.h"
+#include "wkstd/byte_block.h"
 #include "wkstd/text.h"
 
 namespace wk {

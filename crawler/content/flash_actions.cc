@@ -3,8 +3,8 @@
 #include <cstdint>
 #include <vector>
 
-#include "crawler/content/byte_block.h"
 #include "crawler/content/flash_movie.h"
+#include "wkstd/byte_block.h"
 
 namespace wk {
 namespace {

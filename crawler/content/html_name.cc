@@ -1,6 +1,6 @@
 #include "crawler/content/html_name.h"
 
-#include "crawler/content/byte_block.h"
+#include "wkstd/byte_block.h"
 
 namespace wk {
 

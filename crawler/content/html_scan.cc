@@ -4,8 +4,8 @@
 #include <bit>
 
 #include "crawler/content/attribute_value.h"
-#include "crawler/content/byte_block.h"
 #include "crawler/content/html_name.h"
+#include "wkstd/byte_block.h"
 #include "wkstd/text.h"
 
 namespace wk {

@@ -2,8 +2,8 @@
 
 #include <algorithm>
 
-#include "crawler/content/byte_block.h"
 #include "crawler/content/html_name.h"
+#include "wkstd/byte_block.h"
 
 namespace wk {
 namespace {

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "crawler/content/byte_block.h"
+#include "wkstd/byte_block.h"
 #include "wkstd/text.h"
 
 namespace wk {

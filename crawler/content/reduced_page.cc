@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <cstring>
 
-#include "crawler/content/byte_block.h"
 #include "crawler/content/html_name.h"
+#include "wkstd/byte_block.h"
 
 namespace wk {
 namespace {

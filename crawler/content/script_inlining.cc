@@ -2,9 +2,9 @@
 
 #include "crawler/content/absolute_links.h"
 #include "crawler/content/attribute_value.h"
-#include "crawler/content/byte_block.h"
 #include "crawler/content/html_name.h"
 #include "crawler/url/url_form.h"
+#include "wkstd/byte_block.h"
 #include "wkstd/text.h"
 
 namespace wk {

@@ -3,13 +3,13 @@
 #include <algorithm>
 
 #include "crawler/content/attribute_value.h"
-#include "crawler/content/byte_block.h"
 #include "crawler/content/event_links.h"
 #include "crawler/content/html_name.h"
 #include "crawler/content/quoted_literals.h"
 #include "crawler/content/reduced_page.h"
 #include "crawler/content/script_inlining.h"
 #include "crawler/url/url_form.h"
+#include "wkstd/byte_block.h"
 #include "wkstd/text.h"
 
 namespace wk {

@@ -5,6 +5,7 @@
 #include <cstddef>
 
 #include "crawler/url/url_kind.h"
+#include "wkstd/byte_block.h"
 #include "wkstd/text.h"
 
 namespace wk {
@@ -28,10 +29,19 @@ bool is_control_byte(char byte) {
   return c < 0x20 || c == 0x7F;
 }
 
+bool has_control_byte(std::string_view text) {
+  size_t at = 0;
+  for (; at + BYTE_BLOCK_SIZE <= text.size(); at += BYTE_BLOCK_SIZE) {
+    const byte_block block = load_byte_block(text.data() + at);
+    if ((match_up_to_byte_block(block, 0x1F) | match_byte_block(block, 0x7F)) != 0) return true;
+  }
+  return std::any_of(text.begin() + static_cast<ptrdiff_t>(at), text.end(), is_control_byte);
+}
+
 // Makes room from the end, so that each byte moves once.
 void escape_blanks(std::string& url) {
+  if (find_byte(url, 0, ' ') == url.size()) return;
   const auto nb_blanks = static_cast<size_t>(std::count(url.begin(), url.end(), ' '));
-  if (nb_blanks == 0) return;
   size_t read = url.size();
   url.resize(url.size() + 2 * nb_blanks);
   size_t written = url.size();
@@ -50,7 +60,7 @@ void escape_blanks(std::string& url) {
 
 bool is_acceptable_url(std::string_view url) {
   if (url.empty() || url.size() > MAX_URL_BYTES) return false;
-  return std::none_of(url.begin(), url.end(), is_control_byte);
+  return !has_control_byte(url);
 }
 
 void canonicalize_url(std::string& url) {

@@ -1,4 +1,4 @@
-// Sixteen bytes at once: what the page scanners search and sum with.
+// Sixteen bytes at once: what pages and URLs are searched and summed with.
 //
 // A match mask has bit i set for byte i of the block. SSE2 where the machine has it (every x86-64),
 // plain loops elsewhere; both give the same answers.
@@ -34,6 +34,11 @@ inline void store_byte_block(void* to, byte_block block) {
   return static_cast<uint32_t>(
       _mm_movemask_epi8(_mm_cmpeq_epi8(block.bytes, _mm_set1_epi8(wanted))));
 }
+// The mask of bytes that are at most limit.
+[[nodiscard]] inline uint32_t match_up_to_byte_block(byte_block block, unsigned char limit) {
+  const __m128i lowered = _mm_min_epu8(block.bytes, _mm_set1_epi8(static_cast<char>(limit)));
+  return static_cast<uint32_t>(_mm_movemask_epi8(_mm_cmpeq_epi8(lowered, block.bytes)));
+}
 // Lane by lane, modulo 256.
 [[nodiscard]] inline byte_block add_byte_block(byte_block a, byte_block b) {
   return {_mm_add_epi8(a.bytes, b.bytes)};
@@ -64,6 +69,13 @@ inline void store_byte_block(void* to, byte_block block) {
   uint32_t mask = 0;
   for (size_t i = 0; i < BYTE_BLOCK_SIZE; ++i) {
     mask |= static_cast<uint32_t>(block.bytes[i] == static_cast<unsigned char>(wanted)) << i;
+  }
+  return mask;
+}
+[[nodiscard]] inline uint32_t match_up_to_byte_block(byte_block block, unsigned char limit) {
+  uint32_t mask = 0;
+  for (size_t i = 0; i < BYTE_BLOCK_SIZE; ++i) {
+    mask |= static_cast<uint32_t>(block.bytes[i] <= limit) << i;
   }
   return mask;
 }
