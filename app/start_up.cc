@@ -6,6 +6,7 @@
 #include "app/command_line.h"
 #include "app/progress_line.h"
 #include "app/signal_watch.h"
+#include "crawler/config/profile_check.h"
 #include "crawler/content/builtin_plugins.h"
 #include "crawler/content/external_plugin.h"
 #include "crawler/core/build_crawler.h"
@@ -36,6 +37,19 @@ bool write_to_output(const std::string& bytes) {
          std::fflush(stdout) == 0;
 }
 
+// Says what the profile's reader passes over, or takes for something else, without a word.
+void tell_doubts(const start_request& request) {
+  profile_question question;
+  question.path = request.config_path;
+  question.name = request.crawler_name;
+  question.use_libxml = request.use_libxml;
+  if (request.admin_port > -2) question.admin_port = request.admin_port;
+  if (request.mode == MODE_SAVE) question.admin_port = -1;  // no crawl, no server
+  std::vector<std::string> doubts;
+  (void)check_profile(question, doubts);  // of what can't be read the reader says why
+  for (const std::string& doubt : doubts) print_message(doubt + "\n");
+}
+
 constexpr uint64_t MAX_IMAGE_BYTES = uint64_t{4} << 30;
 
 // -load takes a profile or an image; only an image begins with its mark.
@@ -45,6 +59,7 @@ crawler_ptr load_profile_or_image(const start_request& request) {
                         read_file_head(request.config_path, sizeof CRAWLER_IMAGE_MARK, bytes) &&
                         is_crawler_image(bytes);
   if (!is_image) {
+    tell_doubts(request);
     return load_crawler(request.config_path, request.crawler_name, request.use_libxml);
   }
   crawler_ptr crawler;

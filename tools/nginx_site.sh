@@ -10,10 +10,10 @@ port_is_free() {
   ! (exec 3<>"/dev/tcp/127.0.0.1/$1") 2>/dev/null
 }
 
-# start_site DIRECTORY PORT WORKDIR: serves DIRECTORY at http://127.0.0.1:PORT/ until stop_site; sets
-# site_pid. WORKDIR takes nginx's own files.
+# start_site DIRECTORY PORT WORKDIR [DIRECTIVES]: serves DIRECTORY at http://127.0.0.1:PORT/ until
+# stop_site; sets site_pid. WORKDIR takes nginx's own files; DIRECTIVES are more of the server's.
 start_site() {
-  local root=$1 port=$2 work=$3
+  local root=$1 port=$2 work=$3 directives=${4:-}
   mkdir -p "$work"
   {
     [ "$(id -u)" -eq 0 ] && echo "user root;"
@@ -33,7 +33,7 @@ http {
   fastcgi_temp_path $work/fastcgi;
   uwsgi_temp_path $work/uwsgi;
   scgi_temp_path $work/scgi;
-  server { listen 127.0.0.1:$port backlog=4096; root $root; index index.html; }
+  server { listen 127.0.0.1:$port backlog=4096; root $root; index index.html; $directives }
 }
 CONF
   } >"$work/nginx.conf"

@@ -9,6 +9,7 @@ packages=(
   libxml2-dev libpcre2-dev libre2-dev libpugixml-dev zlib1g-dev
   # testing
   libgtest-dev libgmock-dev libbenchmark-dev libgumbo-dev clang-format-14 clang-tidy-14 python3-minimal curl
+  libxml2-utils
   # a web server and real sites for the demo, the tests and the benchmarks
   nginx-light python3-doc cmake-doc
   # a real proxy to crawl through, a real browser for the administration pages

@@ -41,7 +41,7 @@ void skt_cleanup();
 [[nodiscard]] int skt_open_with_timeout(const char* host, uint32_t port, const skt_terms& terms);
 [[nodiscard]] int skt_open(const char* host, uint32_t port);
 // Listens on one address, in digits ("127.0.0.1") or a name; port 0 lets the system choose one. -1
-// on failure.
+// on failure; errno is EADDRINUSE when another has the port.
 [[nodiscard]] int skt_listen(const char* address, uint32_t port);
 // The port that a listening socket is bound to; 0 on failure.
 [[nodiscard]] uint32_t skt_get_bound_port(int handle);

@@ -148,7 +148,9 @@ int skt_listen(const char* address, uint32_t port) {
   set_buffer_options(handle);  // before a client can come: an accepted socket takes them over
   const struct sockaddr_in own = make_address(host, port);
   if (::bind(handle, as_generic(own), sizeof own) != 0 || ::listen(handle, BACKLOG) != 0) {
+    const int reason = errno;
     skt_close(handle);
+    errno = reason;
     return -1;
   }
   return handle;

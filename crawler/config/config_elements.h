@@ -10,10 +10,12 @@
 // name that it is written with. The tables are constant: any thread, no lock.
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <optional>
 #include <span>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "crawler/config/crawler_config.h"
@@ -22,9 +24,16 @@ namespace wk {
 
 enum config_value_type : uint32_t {
   CONFIG_TEXT = 0,
-  CONFIG_INTEGER = 1,  // as parse_integer reads it
-  CONFIG_BOOLEAN = 2,  // "true", "1", "yes" and "on" are true
+  CONFIG_INTEGER = 1,    // as parse_integer reads it
+  CONFIG_BOOLEAN = 2,    // "true", "1", "yes" and "on" are true
+  CONFIG_DIRECTORY = 3,  // a text: the path of a directory that is there
+  CONFIG_FILE = 4,       // a text: the path of a file to be written
+  CONFIG_FILE_BASE = 5,  // a text: what the paths of such files begin with, before ".1", ".2"
 };
+
+// How a boolean is written. Everything that is none of the first is read as false.
+constexpr std::array<std::string_view, 4> TRUE_WORDS = {"true", "1", "yes", "on"};
+constexpr std::array<std::string_view, 4> FALSE_WORDS = {"false", "0", "no", "off"};
 
 // A profile while it is read: the record, and what can only be settled at the end of the profile.
 struct profile_reading {
@@ -42,10 +51,16 @@ struct config_attribute {
   bool required;  // in entries: without it the entry is skipped
   // Puts the value into the record. Null in entries, which the list takes as a whole.
   void (*set)(profile_reading& reading, const std::string& value);
+
+  // For the manual. Reading default_value changes nothing in a fresh record.
+  const char* default_value;  // empty: as if the attribute were absent
+  const char* unit;           // of a number; empty: it counts things, or is a switch
+  const char* effect;         // one line of Markdown
 };
 
 struct config_element {
   const char* name;
+  const char* effect;  // one line of Markdown
   std::span<const config_attribute> attributes;
 
   // For lists; null and empty otherwise.
@@ -57,7 +72,7 @@ struct config_element {
 
 constexpr size_t MAX_ENTRY_ATTRIBUTES = 4;
 
-// The attribute "name" of a profile is not among them: it chooses the profile and is not kept.
+// "name" is among them, though it only chooses the profile and says nothing to the record.
 [[nodiscard]] std::span<const config_attribute> get_config_profile_attributes();
 [[nodiscard]] std::span<const config_element> get_config_elements();
 

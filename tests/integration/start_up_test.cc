@@ -82,6 +82,7 @@ TEST(start_up, ends_with_the_loaders_message) {
   const std::string no_file =
       "Couldn't load configuration file '{}/none'\nCouldn't load crawler config file '{}/none'"
       "Couldn't load crawler ({}/none #). Aborting\n";
+  const std::string doubt = "{}/c.xml:1: attribute ";
   const std::tuple<std::string, const char*, int, std::string> cases[] = {
       // elements of the profile (none: there is no profile), options, exit status, all of standard
       // error
@@ -92,14 +93,21 @@ TEST(start_up, ends_with_the_loaders_message) {
        "Couldn't load crawler ({}/c.xml #b). Aborting\n"},
       {STORE + "<frontier nb_queues=\"0\"/>", "-conf {}/c.xml", 1,
        "ERROR: frontier's nb_queues should be > 0.\n\n"},
-      {"<store name=\"{}/store\" temp_data_path=\"{}/no\"/>", "-conf {}/c.xml", 1, no_temp},
-      {"<store name=\"{}/store\" temp_data_path=\"{}\"/>", "-conf {}/c.xml", 1, no_temp},
+      {"<store name=\"{}/store\" temp_data_path=\"{}/no\"/>", "-conf {}/c.xml", 1,
+       doubt + "\"temp_data_path\" of \"store\": \"{}/no\" is no directory\n" + no_temp},
+      {"<store name=\"{}/store\" temp_data_path=\"{}\"/>", "-conf {}/c.xml", 1,
+       doubt + "\"temp_data_path\" of \"store\": \"{}\" is a directory that no crawl may empty\n" +
+           no_temp},
       {"<store name=\"{}/no\" temp_data_path=\"{}/temp\"/>" + LOG, "-conf {}/c.xml", 1,
-       "ERROR: The store directory for flatsite is not a valid directory. \n\n"},
+       doubt + "\"name\" of \"store\": \"{}/no\" is no directory\n"
+               "ERROR: The store directory for flatsite is not a valid directory. \n\n"},
       {STORE + LOG + "<checkpoint dir=\"{}/no\" interval=\"1\"/>", "-conf {}/c.xml", 1,
-       "ERROR: The directory configured for checkpoint is not valid.\n\n"},
+       doubt + "\"dir\" of \"checkpoint\": \"{}/no\" is no directory\n"
+               "ERROR: The directory configured for checkpoint is not valid.\n\n"},
       {STORE, "-conf {}/c.xml", 0, "No log - creating /dev/null log instead\n"},
       {STORE + LOG, "-conf {}/c.xml", 0, ""},
+      {STORE + LOG + "<robots honor=\"0\"/>", "-conf {}/c.xml -no-libxml", 0,
+       "{}/c.xml:1: element \"robots\" of \"crawler\" is not known; did you mean \"robot\"?\n"},
   };
   for (const auto& [elements, options, exit_status, errors] : cases) {
     SCOPED_TRACE(elements + options);
