@@ -1,12 +1,13 @@
 # What `cmake --install` puts where, and the Debian package made of it (tools/package.sh).
 include(GNUInstallDirs)
 
-install(TARGETS _zcrawler flatsite check_horizon RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+install(TARGETS _zcrawler flatsite check_horizon check_profile RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
 install(PROGRAMS packaging/start-crawl DESTINATION lib/wkcrawler)
 install(FILES packaging/wkcrawler@.service DESTINATION lib/systemd/system)
 install(FILES packaging/logrotate DESTINATION /etc/logrotate.d RENAME wkcrawler)
 install(FILES packaging/man/_zcrawler.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
 install(FILES packaging/man/crawler.xml.5 DESTINATION ${CMAKE_INSTALL_MANDIR}/man5)
+install(FILES packaging/wkcrawler.dtd DESTINATION share/wkcrawler)
 install(FILES README.md DESTINATION ${CMAKE_INSTALL_DOCDIR})
 install(DIRECTORY docs/ DESTINATION ${CMAKE_INSTALL_DOCDIR}/docs FILES_MATCHING PATTERN "*.md")
 install(DIRECTORY examples/ DESTINATION ${CMAKE_INSTALL_DOCDIR}/examples
