@@ -53,7 +53,8 @@ def count_lines(path):
 
 
 def run(name, command, directory):
-    """Prints the run's line; its pages a second."""
+    """Prints the run's line; its pages a second. What the run before wrote is on the disk by then."""
+    os.sync()
     before = count_lines(access_log)
     begin = time.monotonic()
     with open(directory / "said", "wb") as said:

@@ -1,6 +1,7 @@
 #include "crawler/content/html_scan.h"
 
 #include <algorithm>
+#include <array>
 #include <bit>
 
 #include "crawler/content/attribute_value.h"
@@ -121,6 +122,41 @@ bool scan_html_tag(html_scan& scan, size_t name, html_link& link) {
   return false;
 }
 
+// Bytes behind "<" that something may come of: the first letters of known tags, white space, and
+// "!". Behind any other the scan goes on at once, as it does for the tags that close.
+constexpr std::array<bool, 256> build_interesting_bytes() {
+  std::array<bool, 256> bytes{};
+  for (const char c : {'a', 'b', 'e', 'f', 'i', 'l', 's'}) {
+    bytes[static_cast<unsigned char>(c)] = true;
+    bytes[static_cast<unsigned char>(c & ~0x20)] = true;
+  }
+  for (size_t c = 0; c < bytes.size(); ++c) bytes[c] |= is_blank(static_cast<unsigned char>(c));
+  bytes['!'] = true;
+  return bytes;
+}
+constexpr std::array<bool, 256> INTERESTING = build_interesting_bytes();
+
+bool is_interesting(char byte) { return INTERESTING[static_cast<unsigned char>(byte)]; }
+
+// The place behind the next "<" that an interesting byte follows; the end of the text when there is
+// none.
+size_t find_behind_bracket(std::string_view text, size_t from) {
+  size_t at = from;
+  for (; at + BYTE_BLOCK_SIZE < text.size(); at += BYTE_BLOCK_SIZE) {
+    uint32_t brackets = match_byte_block(load_byte_block(text.data() + at), '<');
+    if (brackets == 0) continue;
+    brackets &= ~match_byte_block(load_byte_block(text.data() + at + 1), '/');
+    for (; brackets != 0; brackets &= brackets - 1) {
+      const size_t behind = at + static_cast<size_t>(std::countr_zero(brackets)) + 1;
+      if (is_interesting(text[behind])) return behind;
+    }
+  }
+  for (; at + 1 < text.size(); ++at) {
+    if (text[at] == '<' && is_interesting(text[at + 1])) return at + 1;
+  }
+  return text.size();
+}
+
 }  // namespace
 
 html_scan start_html_scan(std::string_view page) {
@@ -130,11 +166,8 @@ html_scan start_html_scan(std::string_view page) {
 bool find_next_html_link(html_scan& scan, html_link& link) {
   const std::string_view text = scan.text;
   for (;;) {
-    scan.at = find_byte(text, scan.at, '<') + 1;
-    if (scan.at >= text.size()) {
-      scan.at = text.size();
-      return false;
-    }
+    scan.at = find_behind_bracket(text, scan.at);
+    if (scan.at == text.size()) return false;
     if (text[scan.at] == '!') {
       if (text.substr(scan.at + 1, 2) == "--") {
         ++scan.at;

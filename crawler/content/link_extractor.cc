@@ -8,6 +8,7 @@
 #include "crawler/content/link_gatherer.h"
 #include "crawler/content/link_set.h"
 #include "crawler/content/script_links.h"
+#include "wkstd/byte_block.h"
 #include "wkstd/error.h"
 
 namespace wk {
@@ -58,11 +59,12 @@ void clear_values(link_context& context) {
 // than a look.
 bool is_new_value(link_context& context, std::string_view value) {
   // What the fragment is matters where it can change what stands before it, or spoil the whole.
-  const size_t fragment = context.gatherer.canonical ? value.find('#') : std::string_view::npos;
-  if (fragment != std::string_view::npos && fragment != 0 &&
-      value.find('&') == std::string_view::npos &&
-      value.find_first_of("%/", fragment) == std::string_view::npos) {
-    value = value.substr(0, fragment);
+  if (context.gatherer.canonical) {
+    const size_t fragment = find_byte(value, 0, '#');
+    if (fragment != 0 && fragment != value.size() && find_byte(value, 0, '&') == value.size() &&
+        find_either_byte(value, fragment, '%', '/') == value.size()) {
+      value = value.substr(0, fragment);
+    }
   }
   const auto index = static_cast<uint32_t>(context.values.size());
   if (!add_link_set(context.seen_values, context.values, value, index)) return false;

@@ -1,8 +1,9 @@
 // Which of a page's links were found already: a set of indices into the list that holds their
 // texts.
 //
-// It allocates nothing once it is as large as the largest page asked for, and forgetting a page
-// costs one increment. Threads: one at a time.
+// It allocates nothing once it is as large as the largest page asked for, a small page touches few
+// slots of it whatever the largest was, and forgetting a page costs one increment. Threads: one at
+// a time.
 #pragma once
 
 #include <cstddef>
@@ -23,9 +24,11 @@ struct link_slot {
 
 struct link_set {
   hash_seed seed = create_hash_seed();
-  std::vector<link_slot> slots;  // linear probing; a power of two, at most half in use
+  std::vector<link_slot> slots;  // linear probing
+  size_t nb_open = 0;            // the first of slots, looked at for this page: a power of two
   uint32_t generation = 1;
-  size_t nb_used = 0;
+  size_t nb_used = 0;            // at most half of nb_open
+  std::vector<link_slot> moved;  // while it grows
 };
 
 void clear_link_set(link_set& set);
