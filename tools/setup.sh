@@ -10,6 +10,8 @@ packages=(
   # testing
   libgtest-dev libgmock-dev libbenchmark-dev libgumbo-dev clang-format-14 clang-tidy-14 python3-minimal curl
   libxml2-utils
+  # the package
+  file dpkg-dev
   # a web server and real sites for the demo, the tests and the benchmarks
   nginx-light python3-doc cmake-doc
   # a real proxy to crawl through, a real browser for the administration pages
