@@ -36,6 +36,17 @@ list_files >"$place/before"
 run dpkg -i /root/wkcrawler.deb >/dev/null
 run dpkg -L wkcrawler | grep -c . | xargs printf '%s paths installed\n'
 
+say "hardening"
+for program in _zcrawler flatsite check_horizon check_profile; do
+  facts=$(readelf -W -h -l -d --dyn-syms "$root/usr/bin/$program")
+  for needed in 'Position-Independent' BIND_NOW GNU_RELRO __stack_chk_fail; do
+    grep -q -e "$needed" <<<"$facts" || { echo "$program: no $needed"; exit 1; }
+  done
+  ! grep -q 'GNU_STACK.*RWE' <<<"$facts" || { echo "$program: executable stack"; exit 1; }
+done
+grep -q '__snprintf_chk' <(readelf -W --dyn-syms "$root/usr/bin/_zcrawler")
+echo "position independent, relocations read-only, stack protected, library calls checked"
+
 say "the unit's exposure"
 run systemd-analyze security --offline=true --threshold=20 wkcrawler@demo.service | tail -1
 
