@@ -10,6 +10,7 @@
 #include <string>
 
 #include "wkstd/clock.h"
+#include "wkstd/text.h"
 #include "wkstd/thread.h"
 
 namespace wk {
@@ -75,6 +76,10 @@ uint64_t choose_end_us(const skt_terms& terms) {
 }  // namespace
 
 bool read_skt_address(const char* host, struct in_addr& address) {
+  if (equals_ignoring_case(host, "localhost")) {
+    address.s_addr = htonl(INADDR_LOOPBACK);
+    return true;
+  }
   return ask_resolver(host, AI_NUMERICHOST, address);
 }
 

@@ -15,7 +15,8 @@ namespace wk {
 
 constexpr int SKT_MAX_LOOK_UPS = 1'024;  // under way in the whole process; more fail at once
 
-// host is an address in digits, in any of the forms that inet_aton knows; nobody is asked.
+// host is an address in digits, in any of the forms that inet_aton knows, or localhost, which no
+// server is to be asked for (RFC 6761); nobody is asked.
 [[nodiscard]] bool read_skt_address(const char* host, struct in_addr& address);
 // host is a name. A limit of 0 waits for the resolver as long as deadline and stop allow.
 [[nodiscard]] bool look_up_skt_address(const char* host, const skt_terms& terms,
