@@ -90,6 +90,7 @@ hash_string_ptr create_hash_string_of(uint32_t nb_buckets, bool with_key_log) {
   table->nb_buckets = nb_buckets;
   table->reciprocal = UINT64_MAX / nb_buckets;  // no bucket count divides 2^64
   table->buckets.reset(static_cast<hash_string_entry**>(
+      // NOLINTNEXTLINE(bugprone-sizeof-expression): a bucket is a pointer
       allocate_zeroed_memory(nb_buckets * sizeof(hash_string_entry*))));
   table->used_buckets.push_back(HASH_STRING_LIST_END);
   table->with_key_log = with_key_log;

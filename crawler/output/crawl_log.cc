@@ -53,6 +53,7 @@ void write_formatted_log(Log& log, uint32_t level, std::string_view fields, cons
   va_start(arguments, format);
   va_list again;
   va_copy(again, arguments);
+  // NOLINTNEXTLINE(clang-analyzer-valist.Uninitialized): begun above
   const int length = std::vsnprintf(text, sizeof text, format, arguments);
   if (length >= 0 && static_cast<size_t>(length) < sizeof text) {
     write_log(log, level, fields, std::string_view(text, static_cast<size_t>(length)));
