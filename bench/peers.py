@@ -89,14 +89,16 @@ def run_wget2(threads):
 
 
 def run_others():
-    run("wget", ["wget", "-q", "-r", "-l", "inf", "-e", "robots=off", "-nH", url + "index.html"],
-        make_place("wget"))
-    run("httrack", ["httrack", url + "index.html", "-O", ".", "-q", "-r99999", "-s0", "-c16",
+    """Each for three minutes at most; a status of 124 says that it was stopped then."""
+    limit = ["timeout", "180"]
+    run("wget", [*limit, "wget", "-q", "-r", "-l", "inf", "-e", "robots=off", "-nH",
+                 url + "index.html"], make_place("wget"))
+    run("httrack", [*limit, "httrack", url + "index.html", "-O", ".", "-q", "-r99999", "-s0", "-c16",
                     "-A1000000000", "-%c1000", "--disable-security-limits", "-I0"],
         make_place("httrack"))
     place = make_place("scrapy")
     (place / "site.py").write_text(SCRAPY.format(url=url))
-    run("scrapy", ["scrapy", "runspider", "site.py"], place)
+    run("scrapy", [*limit, "scrapy", "runspider", "site.py"], place)
 
 
 def run_ceiling(threads):
