@@ -40,8 +40,8 @@ void write_add_cookie_page(page_visit& visit) {
   append_page(out,
               "<p class=\"Help\">Click <a href=\"/webadmin/GetCookies\">here</a> to view your "
               "cookies.</p>\n<p class=\"Help\">This form adds a cookie. See <a "
-              "href=\"https://www.rfc-editor.org/rfc/rfc6265\">RFC 6265</a> for the cookie "
-              "specification.</p>\n");
+              "href=\"https://www.rfc-editor.org/rfc/rfc6265\">RFC 6265</a> for how cookies "
+              "work.</p>\n");
 }
 
 void write_cookies_page(page_visit& visit) {
@@ -59,8 +59,8 @@ void write_cookies_page(page_visit& visit) {
   append_page(out,
               "<p class=\"Help\">Click <a href=\"/webadmin/AddCookie\">here</a> to add a "
               "cookie.</p>\n<p class=\"Help\">This page displays your cookies. See <a "
-              "href=\"https://www.rfc-editor.org/rfc/rfc6265\">RFC 6265</a> for the cookie "
-              "specification.</p>\n");
+              "href=\"https://www.rfc-editor.org/rfc/rfc6265\">RFC 6265</a> for how cookies "
+              "work.</p>\n");
 }
 
 void write_add_credential_page(page_visit& visit) {
