@@ -34,13 +34,5 @@ struct fingerprint_set {
 void clear_fingerprint_set(fingerprint_set& set);
 void add_fingerprint_set(fingerprint_set& set, const url_fingerprint& print);
 [[nodiscard]] bool find_fingerprint_set(fingerprint_set& set, const url_fingerprint& print);
-// Fetches what a look-up of print will touch, so that many look-ups wait for memory together.
-inline void prefetch_fingerprint_set(const fingerprint_set& set, const url_fingerprint& print) {
-  for (const fingerprint_table* table : {&set.young, &set.old}) {
-    if (table->count == 0) continue;
-    const size_t mask = table->slots.size() - 1;
-    __builtin_prefetch(&table->slots[static_cast<size_t>(print.low) & mask]);
-  }
-}
 
 }  // namespace wk

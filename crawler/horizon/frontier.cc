@@ -1,7 +1,6 @@
 #include "crawler/horizon/frontier.h"
 
 #include <algorithm>
-#include <array>
 #include <chrono>
 
 #include "crawler/horizon/horizon.h"
@@ -105,24 +104,12 @@ uint32_t add_url(frontier_ops& ops, std::string_view url) {
   return 1;
 }
 
-// The fingerprints of a group are made first, and what they will be compared with is on its way
-// from memory meanwhile.
 void add_urls(frontier_ops& ops, std::span<const std::string> urls) {
-  constexpr size_t GROUP = 32;
   horizon& self = *ops.self;
-  std::array<url_fingerprint, GROUP> prints;
   const std::lock_guard<std::mutex> hold(self.lock);
-  for (size_t begin = 0; begin < urls.size(); begin += GROUP) {
-    const auto group = urls.subspan(begin, std::min(GROUP, urls.size() - begin));
-    for (size_t i = 0; i < group.size(); ++i) {
-      prints[i] = build_url_fingerprint(self.cache.key, group[i]);
-      prefetch_fingerprint_set(self.cache.settled, prints[i]);
-    }
-    for (size_t i = 0; i < group.size(); ++i) {
-      if (is_acceptable_url(group[i])) {
-        add_url_cache(self.cache, group[i], prints[i], self.frontier);
-      }
-    }
+  for (const std::string& url : urls) {
+    if (!is_acceptable_url(url)) continue;
+    add_url_cache(self.cache, url, build_url_fingerprint(self.cache.key, url), self.frontier);
   }
   self.changed.notify_all();
   publish_counts_horizon(self);
