@@ -91,14 +91,16 @@ def check_excerpts(page):
 
 # Profiles and sessions
 
-def find_free_ports():
+HELD = []  # bound, not listening: the system gives their ports to nobody who does not ask for them
+
+
+def hold_free_ports():
     sockets = [socket.socket() for _ in PORTS]
     for one in sockets:
+        one.setsockopt(socket.SOL_SOCKET, socket.SO_REUSEADDR, 1)
         one.bind(("127.0.0.1", 0))
-    ports = [str(one.getsockname()[1]) for one in sockets]
-    for one in sockets:
-        one.close()
-    return dict(zip(PORTS, ports))
+    HELD.extend(sockets)
+    return {port: str(one.getsockname()[1]) for port, one in zip(PORTS, sockets)}
 
 
 def move_ports(text, ports):
@@ -186,7 +188,7 @@ def check_session(page, root):
     if not any(found["kind"] == "sh" and found["mark"] != "not run" for _, found in blocks):
         return
     directory = pathlib.Path(tempfile.mkdtemp(dir=root))
-    ports = find_free_ports()
+    ports = hold_free_ports()
     output = run_session(build_script(blocks, ports), directory, prepare_session(directory, ports))
     if "\x01end\n" not in output:
         FAULTS.append(f"{page.name}: the session broke off:\n{output[-1500:]}")

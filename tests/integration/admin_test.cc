@@ -24,7 +24,7 @@ namespace {
 
 struct steered_crawl {
   crawl_place place;
-  uint32_t port = find_free_port();
+  uint32_t port = hold_free_port();
   running_program program;
 
   explicit steered_crawl(crawl_setup setup) {

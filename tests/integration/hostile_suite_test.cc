@@ -53,7 +53,7 @@ struct hostile_place {
   scripted_server server = start_scripted_server();
 
   hostile_place(const hostile_behaviour& of, const std::string& admin) : behaviour(of) {
-    of.serve({server, admin, "127.0.0.1:" + std::to_string(find_free_port())});
+    of.serve({server, admin, "127.0.0.1:" + std::to_string(hold_free_port())});
   }
 
   std::string get_url() const { return get_url_scripted_server(server, behaviour.path); }
@@ -114,7 +114,7 @@ size_t read_peak_mib(const crawl_place& place) {
 
 // A crawl of one behaviour and three sound pages.
 struct lone_crawl {
-  std::string admin_port = std::to_string(find_free_port());
+  std::string admin_port = std::to_string(hold_free_port());
   scripted_server sound = start_sound_site(3);
   hostile_place hostile;
   crawl_place place;
@@ -162,7 +162,7 @@ TEST(hostile_server, harms_no_crawl_together) {
   constexpr size_t NB_PAGES = 200;
   constexpr uint32_t NB_SPIDERS = 8;
   const scripted_server sound = start_sound_site(NB_PAGES);
-  const std::string admin_port = std::to_string(find_free_port());
+  const std::string admin_port = std::to_string(hold_free_port());
   crawl_setup setup = build_setup(sound, admin_port);
   setup.profile.nb_spiders = NB_SPIDERS;
   setup.profile.elements += "<safety strict=\"true\"/>\n";

@@ -41,7 +41,7 @@ std::string build_url(const char* host, const std::string& port, const char* pag
 
 TEST(own_port, is_never_asked_by_the_crawl) {
   scripted_server server = start_scripted_server();
-  const std::string port = std::to_string(find_free_port());
+  const std::string port = std::to_string(hold_free_port());
   crawl_setup setup;
   setup.options = {"-admin-port", port};
   setup.profile.elements =

@@ -45,7 +45,7 @@ TEST(proxy, carries_pages_redirects_and_robots_files) {
       EXPECT_EQ(count_requests_scripted_server(server, path), 1u) << path;
     }
     EXPECT_EQ(count_requests_scripted_server(server, "/private/a"), 0u);
-    EXPECT_EQ(count_text(crawl.status, "404"), 1u) << crawl.status;
+    EXPECT_EQ(count_text(crawl.status, " 404 (1)\n"), 1u) << crawl.status;
     for (const recorded_request& request : get_requests_scripted_server(server)) {
       EXPECT_NE(request.head.find("tinyproxy"), std::string::npos)
           << "came past the proxy: " << request.head;
@@ -60,7 +60,7 @@ TEST(proxy, that_is_gone_fails_every_fetch_and_none_goes_past_it) {
   crawl_setup setup;
   setup.profile.seeds = {get_url_scripted_server(server, "/")};
   setup.profile.elements = "<retries num=\"1\" wait=\"0\"/><http-proxy server=\"127.0.0.1:" +
-                           std::to_string(find_free_port()) + "\"/>\n";
+                           std::to_string(hold_free_port()) + "\"/>\n";
   const crawl_place place;
   const crawl_result crawl = run_crawl(place, setup);
   EXPECT_EQ(crawl.program.exit_status, 0) << crawl.program.errors;

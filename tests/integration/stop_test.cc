@@ -29,7 +29,7 @@ constexpr int LONGEST_WAIT_MS = 60'000;
 struct hanging_crawl {
   crawl_place place;
   crawl_setup setup;
-  uint32_t port = find_free_port();
+  uint32_t port = hold_free_port();
   scripted_server server = start_scripted_server();
   std::vector<int> sockets = {};  // of the test's side
   running_program program = {};

@@ -34,16 +34,17 @@ bool answers(uint32_t port) {
 
 }  // namespace
 
-uint32_t find_free_port() {
-  const int handle = ::socket(AF_INET, SOCK_STREAM, 0);
+uint32_t hold_free_port() {
+  const int handle = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+  const int on = 1;
   struct sockaddr_in address = get_loopback_address(0);
   socklen_t length = sizeof address;
-  if (::bind(handle, reinterpret_cast<struct sockaddr*>(&address), length) != 0 ||
+  if (::setsockopt(handle, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on) != 0 ||
+      ::bind(handle, reinterpret_cast<struct sockaddr*>(&address), length) != 0 ||
       ::getsockname(handle, reinterpret_cast<struct sockaddr*>(&address), &length) != 0) {
-    std::perror("find_free_port");
+    std::perror("hold_free_port");
     std::abort();
   }
-  ::close(handle);
   return ntohs(address.sin_port);
 }
 

@@ -24,7 +24,7 @@ std::string build_configuration(const nginx_server& server, const std::string& r
 
 }  // namespace
 
-nginx_server::nginx_server(const std::string& root) : port(find_free_port()) {
+nginx_server::nginx_server(const std::string& root) : port(hold_free_port()) {
   url = "http://127.0.0.1:" + std::to_string(port);
   const std::string configuration = directory.path + "/nginx.conf";
   write_test_file(configuration, build_configuration(*this, root));

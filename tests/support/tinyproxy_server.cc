@@ -6,7 +6,7 @@
 
 namespace wk {
 
-tinyproxy_server::tinyproxy_server() : port(find_free_port()) {
+tinyproxy_server::tinyproxy_server() : port(hold_free_port()) {
   authority = "127.0.0.1:" + std::to_string(port);
   const std::string configuration = directory.path + "/tinyproxy.conf";
   std::string text = "Port " + std::to_string(port) + "\nListen 127.0.0.1\nAllow 127.0.0.1\n" +
