@@ -9,6 +9,7 @@
 #include <array>
 #include <cassert>
 #include <cerrno>
+#include <cstring>
 
 namespace wk {
 namespace {
@@ -75,21 +76,35 @@ void cut_back_file(output_file& file, size_t nb_torn_bytes) {
   errno = refusal;
 }
 
-// One more buffer of the file; false when nothing came.
+// What was read and no line holds yet.
+std::string_view get_rest(const line_reader& reader) {
+  return std::string_view(reader.buffer).substr(reader.next, reader.end - reader.next);
+}
+
+// One more buffer of the file behind the rest, which moves to the front; false when nothing came.
 bool fill_line_reader(line_reader& reader) {
   if (reader.at_end) return false;
-  reader.buffer.erase(0, reader.next);
+  reader.end -= reader.next;
+  std::memmove(reader.buffer.data(), reader.buffer.data() + reader.next, reader.end);
   reader.next = 0;
-  const size_t before = reader.buffer.size();
-  reader.buffer.resize(before + BUFFER_BYTES);
+  if (reader.buffer.size() < reader.end + BUFFER_BYTES) {
+    reader.buffer.resize(reader.end + BUFFER_BYTES);
+  }
   ssize_t got = -1;
   do {
-    got = ::read(reader.handle, reader.buffer.data() + before, BUFFER_BYTES);
+    got = ::read(reader.handle, reader.buffer.data() + reader.end, BUFFER_BYTES);
   } while (got < 0 && errno == EINTR);
   reader.failed = reader.failed || got < 0;
-  reader.buffer.resize(before + (got > 0 ? static_cast<size_t>(got) : 0));
+  reader.end += got > 0 ? static_cast<size_t>(got) : 0;
   reader.at_end = got <= 0;
   return got > 0;
+}
+
+// The next nb_bytes of the rest.
+std::string_view take_rest(line_reader& reader, size_t nb_bytes) {
+  const std::string_view taken = get_rest(reader).substr(0, nb_bytes);
+  reader.next += taken.size();
+  return taken;
 }
 
 }  // namespace
@@ -191,34 +206,30 @@ line_reader_ptr open_line_reader(const std::string& path) {
 }
 
 bool read_line(line_reader& reader, std::string_view& line) {
-  size_t searched = reader.next;
+  size_t searched = 0;
   for (;;) {
-    const size_t at = reader.buffer.find('\n', searched);
-    if (at != std::string::npos) {
-      line = std::string_view(reader.buffer).substr(reader.next, at - reader.next);
-      reader.next = at + 1;
+    const size_t feed = get_rest(reader).find('\n', searched);
+    if (feed != std::string_view::npos) {
+      line = take_rest(reader, feed + 1);
+      line.remove_suffix(1);
       return true;
     }
-    searched = reader.buffer.size() - reader.next;  // where the unread part ends after the shift
+    searched = get_rest(reader).size();
     if (!fill_line_reader(reader)) break;
   }
-  if (reader.failed || reader.next >= reader.buffer.size()) return false;
-  line = std::string_view(reader.buffer).substr(reader.next);
-  reader.next = reader.buffer.size();
-  return true;
+  line = reader.failed ? std::string_view() : take_rest(reader, std::string_view::npos);
+  return !line.empty();
 }
 
 bool read_line_block(line_reader& reader, std::string_view& lines) {
-  size_t searched = reader.next;
+  size_t searched = 0;
   for (;;) {
-    const size_t last = std::string_view(reader.buffer).substr(searched).rfind('\n');
-    if (last != std::string_view::npos) {
-      const size_t end = searched + last + 1;
-      lines = std::string_view(reader.buffer).substr(reader.next, end - reader.next);
-      reader.next = end;
+    const size_t feed = get_rest(reader).substr(searched).rfind('\n');
+    if (feed != std::string_view::npos) {
+      lines = take_rest(reader, searched + feed + 1);
       return true;
     }
-    searched = reader.buffer.size() - reader.next;
+    searched = get_rest(reader).size();
     if (!fill_line_reader(reader)) break;
   }
   return read_line(reader, lines);

@@ -60,8 +60,9 @@ void write_output_file(output_file& file, std::string_view bytes);
 struct line_reader {
   int handle = -1;
   bool failed = false;  // a read was refused; what follows is missing
-  std::string buffer;
-  size_t next = 0;  // first byte of buffer that no line holds yet
+  std::string buffer;   // room; what was read of the file lies before end
+  size_t next = 0;      // first byte that no line holds yet
+  size_t end = 0;
   bool at_end = false;
 };
 struct close_line_reader {

@@ -9,6 +9,8 @@
 namespace wk {
 namespace {
 
+constexpr size_t NEAR_BYTES = 256;
+
 // The long file: whole lines that were read and not yet dealt with.
 struct base_file {
   line_reader_ptr reader;  // null when there is no file
@@ -33,22 +35,37 @@ size_t find_line_begin(std::string_view lines, size_t first, size_t at) {
   return static_cast<size_t>(static_cast<const char*>(feed) - lines.data()) + 1;
 }
 
-// Where the first line begins that is not less than url; the size of lines when all are less.
-size_t find_place(std::string_view lines, std::string_view url) {
-  size_t low = 0;  // everything before is less, everything from high on is not
-  size_t high = lines.size();
-  while (low < high) {
-    const size_t begin = find_line_begin(lines, low, low + (high - low) / 2);
-    size_t line_begin = begin;
-    while (line_begin < high && lines[line_begin] == '\n') ++line_begin;  // empty lines
-    const size_t end = find_line_end(lines, line_begin);
-    if (line_begin < high && lines.substr(line_begin, end - line_begin) < url) {
-      low = end < lines.size() ? end + 1 : end;
-    } else {
-      high = begin;
-    }
+// A part of lines: everything before low is less than a URL, everything from high on is not.
+struct line_span {
+  size_t low;
+  size_t high;
+};
+
+// Looks at the line that holds the byte middle, and moves low behind it or high before it.
+void narrow(line_span& span, std::string_view lines, std::string_view url, size_t middle) {
+  const size_t begin = find_line_begin(lines, span.low, middle);
+  size_t line_begin = begin;
+  while (line_begin < span.high && lines[line_begin] == '\n') ++line_begin;  // empty lines
+  const size_t end = find_line_end(lines, line_begin);
+  if (line_begin < span.high && lines.substr(line_begin, end - line_begin) < url) {
+    span.low = end < lines.size() ? end + 1 : end;
+  } else {
+    span.high = begin;
   }
-  return low;
+}
+
+// Where the first line begins that is not less than url; the size of lines when all are less. The
+// line before url in the list was placed just before, so the place is mostly near: it is looked for
+// ever further on, and halving begins where it was passed.
+size_t find_place(std::string_view lines, std::string_view url) {
+  line_span span{.low = 0, .high = lines.size()};
+  for (size_t ahead = NEAR_BYTES; span.low + ahead < span.high; ahead *= 2) {
+    narrow(span, lines, url, span.low + ahead);
+  }
+  while (span.low < span.high) {
+    narrow(span, lines, url, span.low + (span.high - span.low) / 2);
+  }
+  return span.low;
 }
 
 void write_lines(output_file& out, std::string_view lines) {

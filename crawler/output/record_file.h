@@ -26,7 +26,7 @@ struct record_file {
   bool refusal_said = false;
 };
 
-constexpr size_t RECORD_FILE_BUFFER_BYTES = size_t{256} * 1024;
+constexpr size_t RECORD_FILE_BUFFER_BYTES = size_t{32} * 1024;
 
 // False when the file cannot be opened; errno says why. what must outlive the record.
 [[nodiscard]] bool open_record_file(record_file& records, const char* what, const std::string& path,
