@@ -11,7 +11,9 @@
 #include <string>
 
 #include "wkskt/skt.h"
+#include "wkskt/skt_address_memory.h"
 #include "wkskt/skt_resolve.h"
+#include "wkstd/clock.h"
 #include "wkstd/error.h"
 #include "wkstd/text.h"
 
@@ -33,10 +35,15 @@ const struct sockaddr* as_generic(const struct sockaddr_in& address) {
   return reinterpret_cast<const struct sockaddr*>(&address);
 }
 
-// An address in digits needs no resolver.
+// An address in digits needs no resolver, and a name none that was asked for a short time ago.
 bool resolve_host(const char* host, uint32_t port, const skt_terms& terms,
                   struct in_addr& address) {
-  if (read_skt_address(host, address) || look_up_skt_address(host, terms, address)) return true;
+  if (read_skt_address(host, address)) return true;
+  if (recall_skt_address(host, get_steady_time_us(), address)) return true;
+  if (look_up_skt_address(host, terms, address)) {
+    keep_skt_address(host, get_steady_time_us(), address);
+    return true;
+  }
   print_message(format_text("Socket error: %s:%d\n", host, static_cast<int>(port)));
   return false;
 }
@@ -130,7 +137,9 @@ int skt_open_with_timeout(const char* host, uint32_t port, const skt_terms& term
   if (terms.refused_own_port != 0 && port == terms.refused_own_port && is_own_address(address)) {
     return -1;
   }
-  return connect_to(address, port, terms);
+  const int handle = connect_to(address, port, terms);
+  if (handle < 0) forget_skt_address(host);
+  return handle;
 }
 
 int skt_open(const char* host, uint32_t port) { return skt_open_with_timeout(host, port, {}); }
