@@ -59,9 +59,9 @@ struct life {
 }  // namespace
 
 struct process {
-  handle input;   // what is written here the program reads
-  handle output;  // what the program writes is read here
-  std::shared_ptr<life> lived;
+  handle input;                 // what is written here the program reads
+  handle output;                // what the program writes is read here
+  std::shared_ptr<life> lived;  // null: adopted
 };
 
 namespace {
@@ -166,6 +166,11 @@ process_ptr open_process(std::span<const std::string> arguments) {
       new process{.input = std::move(to.write), .output = std::move(from.read), .lived = lived});
 }
 
+process_ptr adopt_process(int input, int output) {
+  return process_ptr(
+      new process{.input = handle(input), .output = handle(output), .lived = nullptr});
+}
+
 void destroy_process::operator()(process* child) const {
   end_process(*child, 0);
   delete child;
@@ -215,6 +220,7 @@ void close_pipes_process(process& child) {
 
 bool end_process(process& child, uint64_t grace_ms) {
   close_pipes_process(child);
+  if (child.lived == nullptr) return true;
   life& lived = *child.lived;
   std::unique_lock<std::mutex> hold(lived.lock);
   const auto has_ended = [&lived] { return lived.ended; };

@@ -43,6 +43,9 @@ using process_ptr = std::unique_ptr<process, destroy_process>;
 // Starts the program arguments[0], looked up in PATH when it holds no slash. Null when it can't be
 // started.
 [[nodiscard]] process_ptr open_process(std::span<const std::string> arguments);
+// One that somebody else runs: its two pipes are all that is known of it, and now the record's own.
+// Writing to input and reading from output must not block.
+[[nodiscard]] process_ptr adopt_process(int input, int output);
 
 // Writes all of bytes to its standard input.
 [[nodiscard]] process_answer send_process(process& child, std::string_view bytes,

@@ -5,7 +5,6 @@
 
 #include "wkstd/clock.h"
 #include "wkstd/error.h"
-#include "wkstd/process.h"
 #include "wkstd/state_stream.h"
 #include "wkstd/text.h"
 
@@ -187,10 +186,15 @@ bool has_come_up(process& program, const process_terms& terms) {
 bool load_external_plugin(crawler_content_plugin& set, std::span<const std::string> arguments,
                           const std::atomic<uint32_t>* stop, const external_plugin_limits& limits) {
   process_ptr program = open_process(arguments);
-  if (program == nullptr) return false;
+  return program != nullptr &&
+         add_external_plugin(set, arguments[0], std::move(program), stop, limits);
+}
+
+bool add_external_plugin(crawler_content_plugin& set, const std::string& name, process_ptr program,
+                         const std::atomic<uint32_t>* stop, const external_plugin_limits& limits) {
   if (!has_come_up(*program, build_terms(limits.start_ms, stop))) return false;
   add_crawler_content_plugin(set, external_ops,
-                             new external_plugin{.name = arguments[0],
+                             new external_plugin{.name = name,
                                                  .limits = limits,
                                                  .stop = stop,
                                                  .lock = {},

@@ -24,6 +24,7 @@
 #include <string>
 
 #include "crawler/content/crawler_content_plugin.h"
+#include "wkstd/process.h"
 
 namespace wk {
 
@@ -41,5 +42,9 @@ struct external_plugin_limits {
                                         std::span<const std::string> arguments,
                                         const std::atomic<uint32_t>* stop,
                                         const external_plugin_limits& limits = {});
+// The same for a program that runs already; name is for messages.
+[[nodiscard]] bool add_external_plugin(crawler_content_plugin& set, const std::string& name,
+                                       process_ptr program, const std::atomic<uint32_t>* stop,
+                                       const external_plugin_limits& limits);
 
 }  // namespace wk

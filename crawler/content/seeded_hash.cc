@@ -14,13 +14,12 @@ uint64_t load_word(const char* from) {
 }  // namespace
 
 hash_seed create_hash_seed() {
-  std::random_device random;
-  const auto draw = [&random] {
-    const uint64_t high = random();
-    return high << 32 | random();
-  };
-  const uint64_t first = draw();
-  return {.first = first, .second = draw()};
+  static const hash_seed seed = [] {
+    std::random_device random;
+    const auto draw = [&random] { return uint64_t{random()} << 32 | random(); };
+    return hash_seed{.first = draw(), .second = draw()};
+  }();
+  return seed;
 }
 
 uint64_t hash_bytes(const hash_seed& seed, std::string_view bytes) {

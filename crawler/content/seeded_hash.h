@@ -15,7 +15,7 @@ struct hash_seed {
   uint64_t second = 0;
 };
 
-[[nodiscard]] hash_seed create_hash_seed();  // from the system's random source
+[[nodiscard]] hash_seed create_hash_seed();  // from the random source, one for the process
 
 // Both halves of a 128-bit product, folded: every bit of the answer depends on every bit of a and
 // b.

@@ -52,13 +52,13 @@ bool take_url(std::string& url, nfrontier& frontier, frontier_queue& queue) {
 void settle_served_queue(nfrontier& frontier, uint32_t index, frontier_queue& queue, uint64_t now,
                          bool gave_url) {
   queue.next_time_us = std::max(queue.next_time_us, now) + frontier.interval_us;
+  if (queue.urls.count == 0) {
+    queue.urls.end_file = 0;
+    return;
+  }
   // Its next file cannot be opened at the moment: asking at once again would ask for ever.
   if (!gave_url) queue.next_time_us = std::max(queue.next_time_us, now + US_PER_SECOND);
-  if (queue.urls.count > 0) {
-    insert_heap(frontier.due, {queue.next_time_us, index});
-  } else {
-    queue.urls.end_file = 0;
-  }
+  insert_heap(frontier.due, {queue.next_time_us, index});
 }
 
 // After the clock was set back.

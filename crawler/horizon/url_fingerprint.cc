@@ -41,9 +41,12 @@ uint64_t squeeze_sip_word(sip_state& s) {
 }  // namespace
 
 fingerprint_key draw_fingerprint_key() {
-  std::random_device source;
-  const auto draw = [&source] { return static_cast<uint64_t>(source()) << 32 | source(); };
-  return {draw(), draw()};
+  static const fingerprint_key key = [] {
+    std::random_device source;
+    const auto draw = [&source] { return static_cast<uint64_t>(source()) << 32 | source(); };
+    return fingerprint_key{draw(), draw()};
+  }();
+  return key;
 }
 
 url_fingerprint build_url_fingerprint(const fingerprint_key& key, std::string_view url) {

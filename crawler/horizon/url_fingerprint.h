@@ -21,6 +21,7 @@ struct url_fingerprint {
   friend bool operator==(const url_fingerprint&, const url_fingerprint&) = default;
 };
 
+// From the system's random source, one for the process.
 [[nodiscard]] fingerprint_key draw_fingerprint_key();
 [[nodiscard]] url_fingerprint build_url_fingerprint(const fingerprint_key& key,
                                                     std::string_view url);

@@ -16,7 +16,11 @@
 namespace wk {
 namespace {
 
+#ifdef WK_FUZZ
+constexpr uint32_t TABLE_SIZE = 100;  // a fuzzer makes and fills one for each input
+#else
 constexpr uint32_t TABLE_SIZE = 100'000;
+#endif
 constexpr size_t WRITE_BYTES = 65'536;
 constexpr uint32_t NB_URLS_BEFORE_RETRY = 1'000;
 constexpr uint64_t SORT_CHUNK_BYTES = 10'000'000;

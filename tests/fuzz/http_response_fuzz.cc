@@ -35,9 +35,10 @@ outcome fetch_pieces(const reply_peer& peer, std::array<std::string_view, 2> pie
   response.cookie_hook = [](std::string_view value, const url_address& /*target*/, void* context) {
     static_cast<outcome*>(context)->cookies.append(value).append("\n");
   };
-  std::thread server = reply_once(peer, "\r\n\r\n", SIZE_MAX, pieces);
-  found.status = http_get(request, response, {}, true);
-  server.join();
+  {
+    const peer_work server = reply_once(peer, "\r\n\r\n", SIZE_MAX, pieces);
+    found.status = http_get(request, response, {}, true);
+  }
   append_http_headers(found.head, response.headers);
   found.body = response.body;
   return found;

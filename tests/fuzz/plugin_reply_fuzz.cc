@@ -1,11 +1,15 @@
 // What a plug-in answers is read as its protocol says; whatever else it writes is worth nothing.
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <csignal>
 #include <string>
-#include <vector>
 
 #include "crawler/content/crawler_content_plugin.h"
 #include "crawler/content/external_plugin.h"
 #include "tests/fuzz/fuzz_law.h"
-#include "tests/support/temp_directory.h"
+#include "tests/fuzz/reply_peer.h"
 #include "wkstd/state_stream.h"
 
 namespace wk {
@@ -24,24 +28,39 @@ uint32_t read_conversion_slowly(std::string_view answer, conversion& result) {
   return status;
 }
 
+void answer_request(int input, int output, size_t request_size, std::string_view bytes) {
+  char block[64];
+  ssize_t nb_read = 1;
+  for (; nb_read > 0 && request_size > 0; request_size -= static_cast<size_t>(nb_read)) {
+    nb_read = ::read(input, block, std::min(request_size, sizeof block));
+    require_law(nb_read >= 0, "a request is read");
+  }
+  (void)!::write(output, bytes.data(), bytes.size());  // the pipe holds them all
+  ::close(input);
+  ::close(output);
+}
+
 }  // namespace
 
 // The plug-in writes the first four bytes, takes one request, writes all others and ends.
 void test_one_input(std::string_view bytes) {
-  static const temp_directory directory;
+  static peer_thread& peer = start_peer_thread();
+  (void)std::signal(SIGPIPE, SIG_IGN);
+  int to[2], from[2];
+  require_law(::pipe2(to, O_CLOEXEC) == 0 && ::pipe2(from, O_NONBLOCK) == 0, "two pipes");
+  (void)::fcntl(to[1], F_SETFL, O_NONBLOCK);
   const unsigned char kind = take_byte(bytes) % 4;
-  const std::string path = directory.path + "/answer";
-  write_test_file(path, bytes);
   // One that has no integer to say does not wait for a request.
-  const std::string request_size = bytes.size() < 4 ? "0" : kind == 3 ? "19" : "9";
-  const std::vector<std::string> program = {
-      "/bin/sh", "-c", "head -c 4 $0; head -c $1 >/dev/null; tail -c +5 $0", path, request_size};
+  const size_t request_size = bytes.size() < 4 ? 0 : kind == 3 ? 19 : 9;
+  const std::string_view word = bytes.substr(0, 4);
+  (void)!::write(from[1], word.data(), word.size());
+  const std::string_view answer = bytes.substr(word.size());
+  const peer_work plugin(peer, [=] { answer_request(to[0], from[1], request_size, answer); });
   crawler_content_plugin set;
-  const bool loaded =
-      load_external_plugin(set, program, nullptr, {.output_bytes = MAX_OUTPUT_BYTES});
+  const bool loaded = add_external_plugin(set, "plug-in", adopt_process(to[1], from[0]), nullptr,
+                                          {.output_bytes = MAX_OUTPUT_BYTES});
   require_law(loaded == (bytes.size() >= 4), "a plug-in is up after one integer");
   if (!loaded) return;
-  const std::string_view answer = bytes.substr(4);
   if (kind == 3) {
     conversion expected{.text = "kept", .type = 7}, result = expected;
     const uint32_t status = read_conversion_slowly(answer, expected);

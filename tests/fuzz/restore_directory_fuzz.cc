@@ -1,7 +1,6 @@
 // Whatever files a checkpoint holds: a save of what was restored from them restores the same URLs,
 // and nothing outside the horizon's directory is touched.
 #include <algorithm>
-#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -10,6 +9,7 @@
 #include "crawler/url/url_form.h"
 #include "tests/fuzz/fuzz_law.h"
 #include "tests/support/temp_directory.h"
+#include "wkstd/directory.h"
 
 namespace wk {
 namespace {
@@ -54,12 +54,11 @@ std::vector<std::string> drain(frontier_ops& ops) {
 
 void test_one_input(std::string_view bytes) {
   static const temp_directory place;
-  const std::string first = place.path + "/first", second = place.path + "/second";
-  for (const std::string& each : {first, second}) {
-    std::filesystem::remove_all(each);
-    std::filesystem::create_directory(each);
-  }
-  write_test_file(place.path + "/outside", "kept");
+  static const std::string first = make_directory(place, "first");
+  static const std::string second = make_directory(place, "second");
+  static const std::string outside = place.path + "/outside";
+  static const bool is_written = (write_test_file(outside, "kept"), true);
+  require_law(is_written && empty_directory(first) && empty_directory(second), "files go");
   while (!bytes.empty()) {
     const std::string name = take_name(bytes);
     write_test_file(first + "/" + name, take_part(bytes));
@@ -68,16 +67,18 @@ void test_one_input(std::string_view bytes) {
   {
     const auto hold = lock_horizon(*restored->self);
     require_law(save_horizon(*restored->self) == HORIZON_OK, "what was restored can be saved");
-    for (const auto& file : std::filesystem::directory_iterator(first)) {
-      std::filesystem::copy(file.path(), second);
+    std::vector<std::string> names;
+    require_law(list_entries(first, names), "it is a directory");
+    for (const std::string& name : names) {
+      write_test_file(second + "/" + name, read_test_file(first + "/" + name));
     }
   }
   const frontier_ptr copy = restore(second);
   require_law(drain(*restored) == drain(*copy), "a save restores the same URLs");
-  const auto entries = std::filesystem::directory_iterator(place.path);
-  require_law(std::distance(begin(entries), end(entries)) == 3 &&
-                  read_test_file(place.path + "/outside") == "kept",
-              "nothing outside is touched");
+  std::vector<std::string> entries;
+  require_law(
+      list_entries(place.path, entries) && entries.size() == 3 && read_test_file(outside) == "kept",
+      "nothing outside is touched");
 }
 
 }  // namespace wk

@@ -1,4 +1,5 @@
 // References are decoded as by replacing them one by one in plain, slow steps.
+#include <algorithm>
 #include <cctype>
 #include <string>
 #include <utility>
@@ -16,7 +17,8 @@ size_t measure_reference(std::string_view text, std::string_view head, size_t le
                          byte_test is_part) {
   if (!text.starts_with(head)) return 0;
   size_t at = head.size();
-  while (at < text.size() && is_part(static_cast<unsigned char>(text[at])) != 0) ++at;
+  const size_t end = std::min(text.size(), at + most + 1);
+  while (at < end && is_part(static_cast<unsigned char>(text[at])) != 0) ++at;
   const size_t nb_parts = at - head.size();
   const bool ends = at < text.size() && text[at] == ';';
   return ends && nb_parts >= least && nb_parts <= most ? at + 1 : 0;
@@ -41,7 +43,8 @@ std::string decode_slowly(std::string text) {
       break;
     }
     text.replace(at, length, 1, static_cast<char>(byte));
-    at = static_cast<size_t>(-1);  // the leftmost one is next, wherever it stands now
+    // The leftmost one is next, and the byte may have completed one that begins up to 6 before it.
+    at -= std::min<size_t>(at, 6) + 1;
   }
   std::string kept;
   for (size_t at = 0; at < text.size();) {

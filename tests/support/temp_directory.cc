@@ -1,12 +1,11 @@
 #include "tests/support/temp_directory.h"
 
+#include <fcntl.h>
 #include <unistd.h>
 
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
-#include <sstream>
 
 namespace wk {
 
@@ -45,16 +44,26 @@ std::string make_directory(const temp_directory& directory, const std::string& n
 }
 
 void write_test_file(const std::string& path, std::string_view bytes) {
-  std::ofstream file(path, std::ios::binary);
-  file.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
-  if (!file.good()) std::abort();
+  const int file = ::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
+  if (file < 0) std::abort();
+  while (!bytes.empty()) {
+    const ssize_t done = ::write(file, bytes.data(), bytes.size());
+    if (done <= 0) std::abort();
+    bytes.remove_prefix(static_cast<size_t>(done));
+  }
+  ::close(file);
 }
 
 std::string read_test_file(const std::string& path) {
-  std::ifstream file(path, std::ios::binary);
-  std::ostringstream bytes;
-  bytes << file.rdbuf();
-  return bytes.str();
+  std::string bytes;
+  const int file = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
+  char block[4096];
+  ssize_t done = 0;
+  while ((done = ::read(file, block, sizeof block)) > 0) {
+    bytes.append(block, static_cast<size_t>(done));
+  }
+  if (file >= 0) ::close(file);
+  return bytes;
 }
 
 }  // namespace wk

@@ -157,12 +157,17 @@ TEST(frontier, goes_on_when_a_queue_gives_nothing) {
   run_script(h, "a/2 1, + a/4 a/5 a/6");
   std::filesystem::remove(path);
   run_script(h, "a/4 1, a/6 1, empty");
-  const std::string waits = path + " can't be read, its URLs wait\n";
-  EXPECT_EQ(testing::internal::GetCapturedStderr(),
-            waits + waits +
-                "the queue suppose to return url because the selector said this queue is not "
-                "empty\n" +
-                path + " gave 0 URLs instead of 1\n");
+  write_test_file(path, "");
+  ASSERT_EQ(restore(h), HORIZON_OK);
+  run_script(h, "empty, + a/7, a/7 1");  // a queue that has nothing left is not kept waiting
+  const std::string waits = path + " can't be read, its URLs wait\n",
+                    none = path + " gave 0 URLs instead of 1\n",
+                    wrong =
+                        "the queue suppose to return url because the selector said this queue "
+                        "is not empty\n";
+  EXPECT_EQ(
+      testing::internal::GetCapturedStderr(),
+      waits + waits + wrong + none + "The ndue_mhash.txt can't be open to read!\n" + none + wrong);
 }
 
 // Adds every URL, the first ones in a batch and by themselves at once.
