@@ -17,13 +17,24 @@ struct outcome {
   bool operator==(const outcome&) const = default;
 };
 
-// The number of the last Content-Length line of the head; 0 without a plain one.
+// The number of the head's last Content-Length line; 0 without a plain one.
 size_t find_announced_size(std::string bytes) {
   lower_text(bytes);
-  const std::string_view head =
-      std::string_view(bytes).substr(0, std::min(bytes.find("\n\r\n"), bytes.find("\n\n")));
-  const size_t at = head.rfind("\ncontent-length: ");
-  return at == std::string_view::npos ? 0 : parse_unsigned(head.substr(at + 17));
+  size_t announced = 0;
+  bool has_status = false;
+  for (std::string_view rest = bytes, line; !rest.empty();) {
+    line = rest.substr(0, rest.find('\n'));
+    rest.remove_prefix(std::min(line.size() + 1, rest.size()));
+    if (line.ends_with('\r')) line.remove_suffix(1);
+    if (!has_status) {
+      has_status = line != "http/" && line.find(' ') != std::string_view::npos;
+    } else if (line.empty()) {
+      break;
+    } else if (line.starts_with("content-length:")) {
+      announced = parse_unsigned(line.substr(std::min<size_t>(16, line.size())));
+    }
+  }
+  return announced;
 }
 
 outcome fetch_pieces(const reply_peer& peer, std::array<std::string_view, 2> pieces) {
