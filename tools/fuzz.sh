@@ -5,8 +5,8 @@
 #   tools/fuzz.sh --runs N [target...]
 #   tools/fuzz.sh --full [target...]
 #
-# A full run gives pure parsers ten million inputs each and those with files, sockets or state one
-# million. A target is the name of a file in tests/fuzz without "_fuzz.cc"; without one all are run.
+# A full run gives pure parsers ten million short inputs each and those with files, sockets or state
+# one million; the other two give inputs of up to 4 KB. A target is the name of a file in tests/fuzz without "_fuzz.cc"; without one all are run.
 # An input that breaks a law, crashes or hangs is kept in build-fuzz/findings/ beside what the target
 # said of it; the status is then 1. WK_BUILD_FUZZ names another build directory, WK_FUZZ_JOBS how
 # many targets run at a time (2).
@@ -15,7 +15,7 @@ cd "$(dirname "$0")/.."
 build=${WK_BUILD_FUZZ:-$PWD/build-fuzz}
 findings=$build/findings
 
-# Each target, the millions of a full run and the longest input in bytes, the slowest first.
+# Each target, the millions of a full run and its longest input in bytes, the slowest first.
 table=(
   restore_directory:1:512 config_profile:10:384 feed_links:10:256 url_filter:1:256
   admin_request:1:512 http_response:1:512 t_sort:1:256 crawler_image:1:128 url_split:10:256
@@ -67,6 +67,7 @@ run_target() {
   local program=$build/tests/fuzz/${target}_fuzz seeds=tests/fuzz/seeds/$target row millions max_len
   row=$(printf '%s\n' "${table[@]}" | grep "^$target:")
   IFS=: read -r _ millions max_len <<<"$row"
+  if [ "$limit" != full ]; then max_len=4096; fi
   mkdir -p "$corpus" "$work/$target/temp"
   if [ -f "$seeds.txt" ]; then write_seeds "$seeds.txt" "$corpus"; fi
   if [ -f "$seeds.dict" ]; then options+=(-dict="$seeds.dict"); fi
