@@ -6,10 +6,10 @@
 #   tools/fuzz.sh --full [target...]
 #
 # A full run gives pure parsers ten million short inputs each and those with files, sockets or state
-# one million; the other two give inputs of up to 4 KB. A target is the name of a file in tests/fuzz without "_fuzz.cc"; without one all are run.
-# An input that breaks a law, crashes or hangs is kept in build-fuzz/findings/ beside what the target
-# said of it; the status is then 1. WK_BUILD_FUZZ names another build directory, WK_FUZZ_JOBS how
-# many targets run at a time (2).
+# one million; the other two give inputs of up to 4 KB. A target is the name of a file in tests/fuzz
+# without "_fuzz.cc"; without one all are run. An input that breaks a law, crashes or hangs is kept
+# in build-fuzz/findings/ beside what the target said of it; the status is then 1. WK_BUILD_FUZZ
+# names another build directory, WK_FUZZ_JOBS how many targets run at a time (2).
 set -euo pipefail
 cd "$(dirname "$0")/.."
 build=${WK_BUILD_FUZZ:-$PWD/build-fuzz}
