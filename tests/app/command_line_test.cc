@@ -2,6 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <tuple>
+#include <utility>
+
 namespace wk {
 namespace {
 
@@ -14,8 +17,8 @@ start_request parse(words arguments) {
   return request;
 }
 
-TEST(parse_command_line, lets_the_last_mode_option_win) {
-  const std::tuple<words, uint32_t> cases[] = {
+TEST(parse_command_line, lets_the_last_mode_win_and_reads_numbers_as_far_as_they_go) {
+  const std::pair<words, uint32_t> cases[] = {
       {{"-conf", "c"}, MODE_CRAWL},
       {{"-conf", "c", "-save"}, MODE_SAVE},
       {{"-save", "-conf", "c"}, MODE_CRAWL},
@@ -24,20 +27,13 @@ TEST(parse_command_line, lets_the_last_mode_option_win) {
       {{"-load", "c", "-create-parse-repository"}, MODE_CREATE_PARSE_REPOSITORY},
   };
   for (const auto& [arguments, mode] : cases) EXPECT_EQ(parse(arguments).mode, mode);
-}
-
-TEST(parse_command_line, reads_numbers_as_far_as_they_go) {
-  const start_request request = parse({"-save", "-spiders", "7x", "-admin-port", "-1",
-                                       "-admin-thread-sleep-time", "none", "-force-raw"});
-  EXPECT_EQ(request.nb_spiders, 7);
-  EXPECT_EQ(request.admin_port, -1);
-  EXPECT_EQ(request.admin_thread_sleep_time_ms, 0);
-  EXPECT_EQ(request.raw_mode, 255);
-  EXPECT_TRUE(request.use_libxml);
-  const start_request nothing_given = parse({"-save", "-no-libxml"});
-  EXPECT_EQ(nothing_given.nb_spiders, -1);
-  EXPECT_EQ(nothing_given.admin_port, -2);
-  EXPECT_FALSE(nothing_given.use_libxml);
+  const start_request none = parse({"-save", "-no-libxml"});
+  const start_request given = parse({"-save", "-spiders", "7x", "-admin-port", "-1",
+                                     "-admin-thread-sleep-time", "none", "-force-raw"});
+  EXPECT_EQ(std::tuple(none.nb_spiders, none.admin_port, none.use_libxml), std::tuple(-1, -2, 0));
+  EXPECT_EQ(std::tuple(given.nb_spiders, given.admin_port, given.use_libxml), std::tuple(7, -1, 1));
+  EXPECT_EQ(given.admin_thread_sleep_time_ms, 0);
+  EXPECT_EQ(given.raw_mode, 255);
 }
 
 TEST(parse_command_line, gathers_plugin_arguments_up_to_a_semicolon) {

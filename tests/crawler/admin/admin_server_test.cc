@@ -64,13 +64,10 @@ bool is_answered(const running_server& running) {
 TEST(admin_server, answers_requests_of_every_shape) {
   const std::string post = "POST /webadmin/GetStats HTTP/1.0\r\nContent-Length: ";
   const std::string head = "GET / HTTP/1.0\r\nX: ";
-  const std::string stats(STATS);
   const std::tuple<const char*, std::string, int> cases[] = {
       // 0: the client closes unanswered
       {"line feeds alone", "GET /webadmin/ HTTP/1.0\n\n", 200},
-      {"noise before", "\r\n\r\nnoise\r\n" + stats, 200},
       {"a body", post + "5\r\n\r\nhello", 200},
-      {"more than the body", post + "5\r\n\r\n" + std::string(100'000, 'x'), 200},
       {"the largest body", post + "65536\r\n\r\n" + std::string(65'536, 'x'), 200},
       {"a body too large", post + "65537\r\n\r\n" + std::string(65'537, 'x'), 413},
       {"a body of no length", post + "-1\r\n\r\nx", 413},
@@ -82,7 +79,6 @@ TEST(admin_server, answers_requests_of_every_shape) {
       {"a line that is none", "GET /webadmin/Shutdown\r\n", 0},
       {"half a head", "GET /webadmin/GetStats HTTP/1.0\r\n", 200},
       {"half a head, guarded", "GET /webadmin/Shutdown HTTP/1.0\r\nHost: a.test\r\n", 403},
-      {"half a line of a head", "GET / HTTP/1.0\r\nHost: a.test", 404},
       {"half a body", post + "9\r\n\r\nx", 200},
   };
   const running_server running({.request_us = NEVER_US});
@@ -98,27 +94,14 @@ TEST(admin_server, answers_requests_of_every_shape) {
   EXPECT_FALSE(is_stopped(running.crawler->gate));
 }
 
-TEST(admin_server, takes_a_request_in_any_parts) {
-  const running_server running({.request_us = NEVER_US});
-  const client slow(running);
-  for (const char& byte : STATS) {
-    slow.send(std::string_view(&byte, 1));
-    EXPECT_TRUE(is_answered(running));  // so each byte is read by itself
-  }
-  EXPECT_TRUE(slow.read().starts_with("HTTP/1.0 200 OK\r\n"));
-}
-
-TEST(admin_server, drops_who_hangs) {
-  const running_server running({.request_us = 50'000});
+TEST(admin_server, drops_who_hangs_and_is_not_held_up) {
+  const running_server hasty({.request_us = 50'000});
   for (const char* begun : {"", "GET /webadmin/Shutdown HTTP/1.0\r\n"}) {
-    const client hanging(running);
+    const client hanging(hasty);
     hanging.send(begun);
     EXPECT_EQ(hanging.read(), "");
   }
-  EXPECT_FALSE(is_stopped(running.crawler->gate));
-}
-
-TEST(admin_server, is_not_held_up_by_silent_clients) {
+  EXPECT_FALSE(is_stopped(hasty.crawler->gate));
   for (const size_t max_clients : {size_t{256}, size_t{16}, size_t{1}}) {
     SCOPED_TRACE(max_clients);
     const running_server running({.request_us = NEVER_US, .max_clients = max_clients});

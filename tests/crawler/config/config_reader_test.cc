@@ -7,8 +7,10 @@
 #include <map>
 #include <string>
 #include <tuple>
+#include <vector>
 
 #include "crawler/config/config_elements.h"
+#include "crawler/config/profile_check.h"
 #include "crawler/url/url_parts.h"
 #include "tests/crawler/config/profile_file.h"
 #include "wkstd/text.h"
@@ -16,6 +18,7 @@
 namespace wk {
 namespace {
 
+using testing::ContainsRegex;
 using testing::ElementsAre;
 using testing::HasSubstr;
 
@@ -52,26 +55,46 @@ constexpr std::string_view FULL_PROFILE = R"xml(<?xml version="1.0" encoding="ut
 </crawler></crawlers>
 )xml";
 
+// All fields of the record differ from their defaults then, and the table of elements knows all
+// that they were read from.
 TEST(config_reader, reads_every_element_and_attribute) {
-  const auto expect_used = [](std::span<const config_attribute> attributes) {
-    for (const config_attribute& attribute : attributes) {
-      EXPECT_THAT(FULL_PROFILE, HasSubstr(" " + std::string(attribute.name) + "=\""));
-    }
-  };
-  expect_used(get_config_profile_attributes());
-  for (const config_element& element : get_config_elements()) {
-    EXPECT_THAT(FULL_PROFILE, HasSubstr("<" + std::string(element.name)));
-    expect_used(element.attributes);
-    expect_used(element.entry_attributes);
-  }
   EXPECT_EQ(describe(read_with_both(FULL_PROFILE)), FULL_FIELDS);
-}
-
-TEST(config_reader, resets_a_record_to_its_defaults) {
+  const profile_file file(FULL_PROFILE);
+  std::vector<std::string> doubts;
+  EXPECT_TRUE(check_profile({.path = file.path}, doubts));
+  EXPECT_THAT(doubts, testing::Contains(HasSubstr("element \"unknown\" of \"crawler\"")));
+  EXPECT_THAT(doubts, testing::Not(testing::Contains(ContainsRegex("attribute .* is not known"))));
   CrawlerConfig full;
   static_cast<config_values&>(full) = build_full_profile("/base");
   reset_crawler_config(full);
   expect_same_config(full, {});
+}
+
+// The attributes with their defaults, or only those that are required, with "x".
+std::string write_attributes(std::span<const config_attribute> attributes, bool with_defaults) {
+  std::string text;
+  for (const config_attribute& attribute : attributes) {
+    const std::string value =
+        attribute.required ? "x" : (with_defaults ? attribute.default_value : "");
+    if (!value.empty()) text.append(" ").append(attribute.name).append("='" + value + "'");
+  }
+  return text;
+}
+
+config_values read_attributes(bool with_defaults) {
+  std::string inside;
+  for (const config_element& kind : get_config_elements()) {
+    inside.append("<").append(kind.name).append(write_attributes(kind.attributes, with_defaults));
+    inside.append("><entry").append(write_attributes(kind.entry_attributes, with_defaults));
+    inside.append("/></").append(kind.name).append(">");
+  }
+  return read_inside(inside, write_attributes(get_config_profile_attributes(), with_defaults));
+}
+
+TEST(config_elements, have_the_defaults_of_the_record) {
+  const config_values given = read_attributes(true);
+  expect_same_config(given, read_attributes(false));
+  EXPECT_EQ(given.cookies.size(), 1u);
 }
 
 TEST(config_reader, reads_alike_with_both_libraries) {
@@ -130,24 +153,15 @@ TEST(config_reader, reads_alike_with_both_libraries) {
 }
 
 TEST(config_reader, turns_every_encoding_into_utf8) {
-  const std::string tail =
-      "<r><crawler><user-agent name=\"\xE9\"/><!-- \xE9 --></crawler></r>";  // in Latin-1
-  const std::string utf8 = "<r><crawler><user-agent name=\"\xC3\xA9\"/></crawler></r>";
+  const std::string inside = "<r><crawler><user-agent name='", end = "'/></crawler></r>";
+  const std::string latin = inside + "\xE9" + end, utf8 = inside + "\xC3\xA9" + end;
   std::string utf16 = "\xFF\xFE";
-  for (const char c : std::string("<r><crawler><user-agent name='&#233;'/></crawler></r>")) {
-    utf16.append({c, '\0'});
-  }
-  const std::string cases[] = {
-      "<?xml version=\"1.0\" encoding=\"ISO-8859-1\"?>" + tail,
-      "<?xml version='1.0' encoding='iso-8859-1'?>\n" + tail,
-      "<?xml version='1.0' encoding='UTF-8'?>" + utf8,
-      "\xEF\xBB\xBF" + utf8,
-      utf8,
-      utf16,
-  };
-  for (const std::string& bytes : cases) {
-    SCOPED_TRACE(bytes);
-    EXPECT_EQ(describe(read_with_both(bytes)), "user-agent \xC3\xA9");
+  for (const char c : inside + "&#233;" + end) utf16.append({c, '\0'});
+  for (const std::string& bytes :
+       {"<?xml version=\"1.0\" encoding=\"ISO-8859-1\"?>" + latin,
+        "<?xml version='1.0' encoding='iso-8859-1'?>\n" + latin,
+        "<?xml version='1.0' encoding='UTF-8'?>" + utf8, "\xEF\xBB\xBF" + utf8, utf8, utf16}) {
+    EXPECT_EQ(describe(read_with_both(bytes)), "user-agent \xC3\xA9") << bytes;
   }
   const profile_file other("<?xml version='1.0' encoding='koi8-r'?>\n<r><crawler/></r>");
   EXPECT_NE(read_config_with_libxml(other.path, ""), nullptr);
@@ -236,20 +250,15 @@ TEST(config_reader, takes_no_declarations_from_the_file) {
     const std::string inner = format_text("&a%d;&a%d;&a%d;&a%d;", i - 1, i - 1, i - 1, i - 1);
     append_formatted_text(laughs, "<!ENTITY a%d '%s'>", i, inner.c_str());
   }
-  const std::string cases[] = {
-      laughs,
-      "<!ENTITY a29 SYSTEM 'file:///etc/passwd'>",
-      "<!ENTITY a29 'plain'>",
-      "<!ATTLIST crawler nb-spiders CDATA '5'><!ENTITY a29 'x'>",
-  };
-  for (const std::string& declarations : cases) {
+  for (const std::string& declarations :
+       {laughs, std::string("<!ENTITY a29 SYSTEM 'file:///etc/passwd'>"),
+        std::string("<!ATTLIST crawler nb-spiders CDATA '5'><!ENTITY a29 'x'>")}) {
     SCOPED_TRACE(declarations);
     const profile_file file("<!DOCTYPE r SYSTEM \"[x.dtd\" [" + declarations +
                             "]>\n<r><crawler><user-agent name='&a29;'/></crawler></r>");
     for (const config_reader& reader : READERS) {
-      SCOPED_TRACE(reader.name);
       testing::internal::CaptureStderr();
-      EXPECT_EQ(reader.read(file.path, ""), nullptr);
+      EXPECT_EQ(reader.read(file.path, ""), nullptr) << reader.name;
       EXPECT_THAT(testing::internal::GetCapturedStderr(), testing::StartsWith(file.path + ":"));
     }
   }

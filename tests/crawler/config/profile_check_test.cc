@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <regex>
 #include <string>
 #include <tuple>
 #include <vector>
@@ -29,6 +30,11 @@ std::vector<std::string> find_doubts(const profile_file& file, profile_question 
     doubt.erase(0, file.path.size() + 1);
   }
   return doubts;
+}
+
+std::string fill(std::string text, const std::string& place) {
+  text = std::regex_replace(text, std::regex("[{][}]"), place);
+  return std::regex_replace(text, std::regex(": @"), ": attribute ");
 }
 
 TEST(profile_check, doubts_names_and_values_line_by_line) {
@@ -75,18 +81,9 @@ TEST(profile_check, doubts_names_and_values_line_by_line) {
     SCOPED_TRACE(inside);
     const temp_directory place;
     std::string text = std::string("<crawlers><crawler>\n") + inside + "</crawler></crawlers>";
-    std::vector<std::string> expected = doubts;
-    expected.push_back(text);
-    for (std::string& filled : expected) {
-      for (const auto& [mark, value] :
-           {std::pair<const char*, std::string>{"{}", place.path}, {"@", "attribute "}}) {
-        for (size_t at = 0; (at = filled.find(mark, at)) != std::string::npos;) {
-          filled.replace(at, std::string_view(mark).size(), value);
-        }
-      }
-    }
-    const profile_file file(expected.back());
-    expected.pop_back();
+    const profile_file file(fill(text, place.path));
+    std::vector<std::string> expected;
+    for (const std::string& doubt : doubts) expected.push_back(fill(doubt, place.path));
     EXPECT_THAT(find_doubts(file), ElementsAreArray(expected));
   }
 }

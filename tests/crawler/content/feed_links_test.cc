@@ -57,12 +57,10 @@ TEST(feed_links, are_the_links_of_items) {
       {in_rss("<item><link>http://h/1</link></item><item><title>A & B</title>"
               "<link>http://h/2</link></item>"),
        {"http://h/1", "http://h/2"}},
-      {in_rss("<item><link>http://h/1?a=1&b=2</link></item><item><link>http://h/2</link></item>"),
-       {"http://h/1?a=1&b=2", "http://h/2"}},
       {in_rss("<item><title>caf\xE9 <b>x</title><link>http://h/1</link></item>"),
        {"http://h/1", "http://h/image"}},  // </item> is taken for the end of the title
-      {"<rss><item><link>http://h/1</link></item><item><link>http://h/2",
-       {"http://h/1", "http://h/2"}},
+      {"<rss><item><link>http://h/1?a=1&b=2</link></item><item><link>http://h/2",
+       {"http://h/1?a=1&b=2", "http://h/2"}},
       {"<?xml version=\"1.0\" encoding=\"UTF-16\"?><rss><item><link>http://h/1</link></item></rss>",
        {"http://h/1"}},
       {"\0<rss><item><link>http://h/1</link></item></rss>"s, {}},
@@ -71,16 +69,20 @@ TEST(feed_links, are_the_links_of_items) {
   for (const auto& [feed, links] : cases) EXPECT_EQ(find_links(feed), links) << feed;
 }
 
-// The reader takes its text in pieces: no place of a link in the feed may change it.
-TEST(feed_links, are_whole_wherever_they_stand) {
-  const std::string url = "http://h/" + std::string(3'000, 'x') + "?a=1&b=2";
-  const std::string escaped = "http://h/" + std::string(3'000, 'x') + "?a=1&amp;b=2";
-  for (size_t shift = 0; shift < 1'200; ++shift) {
+TEST(feed_links, are_whole_wherever_they_stand_and_however_many) {
+  const std::string url = "http://h/" + std::string(3'000, 'x') + "?a=1&";
+  for (size_t shift = 0; shift < 1'200; ++shift) {  // the reader takes its text in pieces
     const std::string title = "<title>" + std::string(shift, '.') + "</title>";
-    ASSERT_EQ(find_links(in_rss("<item>" + title + "<link>" + escaped + "</link></item>")),
-              (strings{url}))
-        << shift;
+    ASSERT_EQ(find_links(in_rss("<item>" + title + "<link>" + url + "amp;b</link></item>")),
+              strings{url + "b"});
   }
+  std::string items;
+  for (size_t n = 1; n <= 200'000; ++n) {
+    items += "<item><a:b/><title>t</title><link>http://h/" + std::to_string(n) + "</link></item>\n";
+  }
+  const strings links = find_links(in_rss(items));
+  EXPECT_EQ(links.size(), 200'000u);
+  EXPECT_EQ(links.back(), "http://h/200000");
 }
 
 TEST(feed_links, replace_no_entity_and_read_nothing_else) {
@@ -99,16 +101,7 @@ TEST(feed_links, replace_no_entity_and_read_nothing_else) {
             (strings{"http://h/1"}));
 }
 
-TEST(feed_links, of_a_large_feed_are_all_found) {
-  std::string items;
-  size_t count = 0;
-  while (items.size() < 10'000'000) {
-    items += "<item><a:b/><title>t</title><link>http://h/" + std::to_string(count++) +
-             "</link></item>\n";
-  }
-  const strings links = find_links(in_rss(items));
-  EXPECT_EQ(links.size(), count);
-  EXPECT_EQ(links.back(), "http://h/" + std::to_string(count - 1));
+TEST(feed_links, of_hostile_feeds_cost_time_in_proportion) {
   for (const char* piece :
        {"<a>", "<item>", "<link>", "<![CDATA[", "<!--", "&amp;", "&", "<a b='", " a='1'",
         "<!ENTITY a 'b'>", "<?", "<!DOCTYPE a [<", "]]>", "</a>", "<a/>", "<", "\"", "x"}) {

@@ -112,7 +112,7 @@ TEST(script_links, are_found_in_scripts_that_the_page_loads) {
   EXPECT_EQ(scripts.asked, (strings{"/d/a.js", "/d/c.js", "/b.js", "/d/gone.js"}));
 }
 
-TEST(script_links, load_no_more_than_a_page_may) {
+TEST(script_links, load_no_more_than_a_page_may_and_cost_time_in_proportion) {
   made_up_scripts scripts;
   std::string page;
   for (int i = 0; i < 100; ++i) page += "<script src=s></script>";
@@ -121,14 +121,10 @@ TEST(script_links, load_no_more_than_a_page_may) {
   EXPECT_EQ(scripts.asked.size(), MAX_SCRIPTS_PER_PAGE);
   scripts.texts["/d/s"] = "'s/'" + std::string(5 << 20, ' ');
   EXPECT_EQ(find_links(page, *scripts.fetcher).size(), 3u) << "16 MiB have room for three of 5";
-}
-
-// Each of these makes a search run to the end of the page from wherever it starts.
-TEST(script_links, cost_time_in_proportion_to_the_page) {
-  made_up_scripts scripts;
+  // Each of these makes a search run to the end of the page from wherever it starts.
   for (const char* piece : {"<", "<!--", "<!-- ", "<script", "<script src='", "</script", ":", "'",
                             "\"'", "/*", "//", "<a onclick='", "http://a "}) {
-    std::string page = "<script>";
+    page = "<script>";
     while (page.size() < (4 << 20)) page += piece;
     const size_t count = piece == "http://a "s ? MAX_LINKS_PER_PAGE : 0;
     EXPECT_EQ(find_links(page, *scripts.fetcher).size(), count) << piece;

@@ -1,12 +1,15 @@
+// What a crawl counts: its fetches, and the pages that a seed or a host may have.
 #include "crawler/core/crawl_counters.h"
 
 #include <gtest/gtest.h>
 
-#include <atomic>
 #include <numeric>
-#include <thread>
+#include <string>
 #include <tuple>
-#include <vector>
+
+#include "crawler/config/crawler_config.h"
+#include "crawler/core/page_allowance.h"
+#include "crawler/url/url_parts.h"
 
 namespace wk {
 namespace {
@@ -38,47 +41,36 @@ TEST(crawl_counters, sort_a_fetch_by_its_status_and_its_time) {
   }
 }
 
-// A reader that comes before the crawl, and goes on reading while spiders count.
-TEST(crawl_counters, lose_nothing_and_never_fall_while_they_are_read) {
-  constexpr uint32_t NB_SPIDERS = 4;
-  constexpr uint64_t NB_ROUNDS = 20'000;
-  crawl_counters counters;
-  std::atomic<uint32_t> nb_ready{0};
-  std::atomic<bool> done{false};
-  std::thread reader([&] {
-    crawl_counts before;
-    while (!done) {
-      const crawl_counts now = sum_crawl_counters(counters);
-      EXPECT_GE(now.nb_stored, before.nb_stored);
-      EXPECT_GE(now.fetches[2], before.fetches[2]);
-      EXPECT_GE(now.fetch_time_us, before.fetch_time_us);
-      const uint64_t nb_spiders =
-          std::accumulate(now.spiders.begin(), now.spiders.end(), uint64_t{0});
-      EXPECT_TRUE(nb_spiders == NB_SPIDERS || nb_spiders == 0) << nb_spiders;
-      before = now;
-      nb_ready = 1;
-    }
-  });
-  while (nb_ready == 0) std::this_thread::yield();
-  begin_crawl_counters(counters, NB_SPIDERS);
-  std::vector<std::thread> spiders;
-  for (uint32_t number = 1; number <= NB_SPIDERS; ++number) {
-    spiders.emplace_back([&slot = get_slot_crawl_counters(counters, number)] {
-      for (uint64_t i = 0; i < NB_ROUNDS; ++i) {
-        set_state_spider(slot, i % 2 == 0 ? SPIDER_FETCHING : SPIDER_WORKING);
-        count_fetch_spider(slot, 200, 3);
-        count_spider(slot.nb_stored);
-      }
-    });
+TEST(page_allowance, allows_one_page_more_than_the_stored_guest_limit) {
+  page_allowance allowance;
+  init_page_allowance(allowance, 2);
+  add_seed_page_allowance(allowance, "http://a.test/start", 1);
+  add_seed_page_allowance(allowance, "http://b.test/", NO_GUEST_PAGE_LIMIT);
+  for (const guest_answer answer : {GUEST_STORE, GUEST_STORE_LAST, GUEST_REFUSE}) {
+    const bool is_reached = answer == GUEST_REFUSE;
+    EXPECT_EQ(is_guest_limit_reached_page_allowance(allowance, "http://a.test/1"), is_reached);
+    EXPECT_EQ(count_guest_page_allowance(allowance, "http://a.test/1"), answer);
+    EXPECT_EQ(count_guest_page_allowance(allowance, "http://b.test/x"), GUEST_STORE);
+    EXPECT_EQ(count_guest_page_allowance(allowance, "http://a.test:81/x"), GUEST_STORE)
+        << "another port is another site";
   }
-  for (std::thread& spider : spiders) spider.join();
-  done = true;
-  reader.join();
-  const crawl_counts counts = sum_crawl_counters(counters);
-  EXPECT_EQ(counts.nb_stored, NB_SPIDERS * NB_ROUNDS);
-  EXPECT_EQ(counts.fetches[2], NB_SPIDERS * NB_ROUNDS);
-  EXPECT_EQ(counts.fetch_time_us, 3 * NB_ROUNDS * NB_SPIDERS);
-  EXPECT_EQ(counts.spiders[SPIDER_WORKING], NB_SPIDERS);
+}
+
+TEST(page_allowance, counts_fetches_of_a_limited_host_and_gives_back_failed_ones) {
+  page_allowance allowance;
+  init_page_allowance(allowance, 1);
+  for (const int32_t limit : {5, 2}) {
+    set_site_limit_page_allowance(allowance, hash_url_host("a.test"), limit);
+  }
+  for (const auto& [url, allowed] : {std::pair{"http://a.test/1", true},
+                                     {"https://a.test/2", true},
+                                     {"http://a.test/3", false},
+                                     {"http://b.test/", true}}) {
+    EXPECT_EQ(begin_fetch_page_allowance(allowance, url), allowed) << url;
+  }
+  cancel_fetch_page_allowance(allowance, "http://a.test/2");
+  EXPECT_TRUE(begin_fetch_page_allowance(allowance, "http://a.test/4"));
+  EXPECT_FALSE(begin_fetch_page_allowance(allowance, "http://a.test/5"));
 }
 
 }  // namespace

@@ -116,34 +116,23 @@ TEST_F(fetch_url_from_server, gives_credentials_to_another_host_only_without_str
   EXPECT_EQ(fetcher->response.status, 401u) << "answered once";
 }
 
-TEST_F(fetch_url_from_server, ends_a_retry_wait_and_a_hanging_page_when_the_crawl_stops) {
-  const std::string head = "HTTP/1.0 200 OK\r\n";
-  const std::tuple<scripted_answer, uint32_t> cases[] = {
-      {build_status_answer(500), 500},
-      {{.kind = ANSWER_STALL}, 408},
-      {{.kind = ANSWER_STALL, .bytes = head + "\r\nabc"}, 408},
-      {{.kind = ANSWER_STALL, .bytes = head + "Content-Length: 900000\r\n\r\nabc"}, 408},
-  };
+// What hangs is left at a stop too, which the crawls that are stopped show.
+TEST_F(fetch_url_from_server, ends_a_retry_wait_when_the_crawl_stops) {
+  stop_gate gate;
+  settings.gate = &gate;
   settings.retries = 1'000;
   settings.retry_wait_ms = 3'600'000;
-  for (const auto& [answer, status] : cases) {
-    SCOPED_TRACE(answer.bytes);
-    stop_gate gate;
-    settings.gate = &gate;
-    const std::string path = "/" + std::to_string(nb_paths++);
-    serve_answers_scripted_server(server, path, {answer});
-    std::thread fetching([&] { EXPECT_EQ(fetch(path), 0); });
-    EXPECT_TRUE(wait_for_request_scripted_server(server, path));
-    set_stop_stop_gate(gate);
-    fetching.join();
-    EXPECT_EQ(count(path), 1u);
-    EXPECT_TRUE(fetcher->response.status == status || fetcher->response.status == 408);
-  }
+  serve_answers_scripted_server(server, "/", {build_status_answer(500)});
+  std::jthread fetching([&] { EXPECT_EQ(fetch("/"), 0); });
+  EXPECT_TRUE(wait_for_request_scripted_server(server, "/"));
+  set_stop_stop_gate(gate);
+  fetching.join();
+  EXPECT_EQ(count("/"), 1u);
 }
 
 TEST_F(fetch_url_from_server, takes_no_cookies_from_sites_that_get_none) {
   settings.no_cookie_domains = {"b.test", "port.test:81", "whole.test", "0.0.1"};
-  const std::pair<const char*, bool> cases[] = {
+  const std::pair<std::string, bool> cases[] = {
       {"http://a.b.test/", false},
       {"http://x.a.b.test:8080", false},
       {"http://u:p@a.b.test/", false},
@@ -163,11 +152,11 @@ TEST_F(fetch_url_from_server, takes_no_cookies_from_sites_that_get_none) {
   fetcher->response.cookie_hook = [](std::string_view value, const url_address&, void* context) {
     static_cast<std::string*>(context)->append(value);
   };
-  EXPECT_EQ(fetch("/"), 1);
-  EXPECT_EQ(cookies, "");
-  settings.no_cookie_domains.clear();
-  EXPECT_EQ(fetch("/"), 1);
-  EXPECT_EQ(cookies, "a=1");
+  for (const char* taken : {"", "a=1"}) {
+    EXPECT_EQ(fetch("/"), 1);
+    EXPECT_EQ(cookies, taken);
+    settings.no_cookie_domains.clear();
+  }
 }
 
 TEST(find_credential, matches_keys_as_strictly_as_it_is_told) {

@@ -2,12 +2,8 @@
 
 #include <gtest/gtest.h>
 
-#include <atomic>
 #include <cstdlib>
-#include <mutex>
-#include <shared_mutex>
 #include <string>
-#include <thread>
 #include <tuple>
 #include <vector>
 
@@ -20,39 +16,19 @@ constexpr const char* FORBID_PRIVATE = "User-agent: *\nDisallow: /private\n";
 
 class robots_of_server : public testing::Test {
  protected:
-  void SetUp() override {
-    unsetenv("HTTP_PROXY");
-    settings.gate = &gate;
-  }
+  void SetUp() override { unsetenv("HTTP_PROXY"); }
   void serve_robots(const std::string& text) {
     serve_page_scripted_server(server, "/robots.txt", text);
   }
-  int ask(const std::string& path, http_fetcher& by) {
-    return robots_allowed(*cache, get_url_scripted_server(server, path), by);
+  int ask(const std::string& path) {
+    return robots_allowed(*cache, get_url_scripted_server(server, path), *fetcher);
   }
-  int ask(const std::string& path) { return ask(path, *fetcher); }
   uint64_t count_all() { return count_all_requests_scripted_server(server); }
-  // Spiders with a fetcher of their own that each do work once.
-  template <typename work_function>
-  void start_spiders(uint32_t count, work_function work) {
-    for (uint32_t i = 0; i < count; ++i) {
-      spiders.emplace_back([this, work] { work(*create_http_fetcher(settings)); });
-    }
-  }
-  // Returns when so many spiders wait for another one's fetch.
-  void wait_for_waiting(uint64_t count) {
-    for (;; std::this_thread::yield()) {
-      const std::shared_lock<std::shared_mutex> hold(cache->lock);
-      if (cache->nb_waiting == count) return;
-    }
-  }
 
-  stop_gate gate;
   scripted_server server = start_scripted_server();
   fetch_settings settings;
   http_fetcher_ptr fetcher = create_http_fetcher(settings);
   robots_cache_ptr cache = create_robots_cache(settings);
-  std::vector<std::jthread> spiders;
 };
 
 TEST_F(robots_of_server, are_asked_for_as_any_page_once_and_kept) {
@@ -128,67 +104,6 @@ TEST_F(robots_of_server, follow_redirects_without_asking_themselves) {
   EXPECT_EQ(fetch_url(*fetcher, get_url_scripted_server(server, "/page"), "", seconds), 0);
   EXPECT_EQ(test.nb_asked, 2);
   EXPECT_EQ(count_requests_scripted_server(server, "/private/page"), 0u);
-}
-
-TEST_F(robots_of_server, are_fetched_once_for_many_spiders_while_settings_change) {
-  constexpr uint32_t NB_HOSTS = 20;
-  settings.gate = nullptr;
-  // As everybody's proxy the server is asked for the files of all hosts.
-  settings.proxy = get_authority_scripted_server(server);
-  add_credential_fetch_settings(settings, "test", "u", "p");
-  std::atomic<bool> let_go{false};
-  serve_default_scripted_server(server, [&let_go](const recorded_request& request) {
-    while (!let_go) std::this_thread::yield();
-    const bool challenged = request.head.find("Authorization") == std::string::npos;
-    return build_response_text(challenged ? 401 : 200, "", FORBID_PRIVATE);
-  });
-  start_spiders(8, [this](http_fetcher& own) {
-    for (uint32_t i = 0; i < 10 * NB_HOSTS; ++i) {
-      const std::string site = "http://h" + std::to_string(i % NB_HOSTS) + ".test";
-      EXPECT_EQ(robots_allowed(*cache, site + "/private", own), 0);
-      EXPECT_EQ(robots_allowed(*cache, site + "/public", own), 1);
-    }
-  });
-  wait_for_waiting(7);
-  let_go = true;
-  for (int i = 0; i < 100; ++i) {
-    add_credential_fetch_settings(settings, "other", "u", std::to_string(i));
-    const std::lock_guard<std::shared_mutex> hold(settings.lock);
-    settings.user_agent = "agent" + std::to_string(i);
-    EXPECT_FALSE(list_hosts_robots_cache(*cache, "", 100).empty());
-  }
-  spiders.clear();
-  EXPECT_EQ(count_all(), 2 * NB_HOSTS);
-  EXPECT_EQ(get_counts_robots_cache(*cache).nb_rule_sets, NB_HOSTS);
-  EXPECT_EQ(cache->nb_waiting, 0u);
-}
-
-TEST_F(robots_of_server, stop_keeping_spiders_when_the_crawl_stops) {
-  // The fetch ends when the test says so and not at the stop, as a slow peer's would.
-  struct held_fetch {
-    std::atomic<bool> started{false};
-    std::atomic<bool> let_go{false};
-  } held;
-  http_transport transport;
-  transport.get_context = &held;
-  transport.get = [](http_request&, http_response& response, const http_surroundings&,
-                     void* context) -> uint32_t {
-    auto& self = *static_cast<held_fetch*>(context);
-    self.started = true;
-    while (!self.let_go) std::this_thread::yield();
-    response.body = FORBID_PRIVATE;
-    return 200;
-  };
-  fetcher->transport = &transport;
-  std::jthread fetching([this] { EXPECT_EQ(ask("/private"), 0); });
-  while (!held.started) std::this_thread::yield();
-  start_spiders(1, [this](http_fetcher& own) { EXPECT_EQ(ask("/private", own), 1); });
-  wait_for_waiting(1);
-  set_stop_stop_gate(gate);
-  spiders.clear();
-  held.let_go = true;
-  fetching.join();
-  EXPECT_EQ(ask("/private"), 0);
 }
 
 }  // namespace

@@ -3,14 +3,10 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <atomic>
 #include <filesystem>
-#include <span>
 #include <sstream>
 #include <string>
-#include <thread>
 #include <tuple>
-#include <vector>
 
 #include "tests/crawler/horizon/test_horizon.h"
 
@@ -128,19 +124,11 @@ TEST(frontier, takes_only_urls_that_may_be_crawled_and_each_once) {
   run_script(h, "+ a/ a/ a/%20 ftp://a/ a/\xff, busy 4 queued 0 active");
   h.ops->add_urls(*h.ops, strings{"http://b/1", "", "http://a/", "http://b/2", "http://b/1"});
   EXPECT_EQ(h.ops->count_urls(*h.ops), 6u);
-}
-
-TEST(frontier, says_so_when_an_unsupported_operation_finds_urls) {
+  testing::internal::CaptureStderr();
+  EXPECT_EQ(h.ops->has_urls_unsupported(*h.ops) + h.ops->wait_urls_unsupported(*h.ops, UINT64_MAX) +
+                h.ops->get_url_blocking(*h.ops),
+            3u);
   const std::string never = "this function should never be called, check the frontier mode";
-  test_horizon h;
-  testing::internal::CaptureStderr();
-  EXPECT_EQ(h.ops->has_urls_unsupported(*h.ops) + h.ops->wait_urls_unsupported(*h.ops, 1), 0u);
-  EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
-  add(h, "http://a/1");
-  testing::internal::CaptureStderr();
-  EXPECT_EQ(h.ops->has_urls_unsupported(*h.ops), 1u);
-  EXPECT_EQ(h.ops->wait_urls_unsupported(*h.ops, UINT64_MAX), 1u);
-  EXPECT_EQ(h.ops->get_url_blocking(*h.ops), 1u);
   EXPECT_EQ(testing::internal::GetCapturedStderr(), never + never + never);
 }
 
@@ -168,55 +156,6 @@ TEST(frontier, goes_on_when_a_queue_gives_nothing) {
   EXPECT_EQ(
       testing::internal::GetCapturedStderr(),
       waits + waits + wrong + none + "The ndue_mhash.txt can't be open to read!\n" + none + wrong);
-}
-
-// Adds every URL, the first ones in a batch and by themselves at once.
-void add_all(test_horizon& h, const strings& urls) {
-  for (size_t n = 0; n < urls.size(); n += 20) {
-    h.ops->add_urls(*h.ops, std::span(urls).subspan(n, 20));
-    add(h, urls[n / 2]);
-  }
-}
-
-void take_all(test_horizon& h, const std::atomic<int>& nb_adders, strings& taken) {
-  for (;;) {
-    const bool adders_done = nb_adders == 0;
-    const taken_url next = take(h);
-    if (next.answer == FRONTIER_URL) {
-      taken.push_back(next.url);
-      (taken.size() % 7 == 0 ? h.ops->refuse_url : h.ops->end_url)(*h.ops, next.url);
-    } else if (adders_done && h.ops->is_exhausted(*h.ops)) {
-      return;
-    }
-    (void)h.ops->count_urls(*h.ops);
-    (void)h.ops->active_urls(*h.ops);
-  }
-}
-
-TEST(frontier, hands_out_each_url_once_to_many_threads) {
-  test_horizon h({.nb_queues = 5, .buffer_size = 20, .filter_bits = 100'000});
-  strings first, second, taken[2];
-  for (uint32_t n = 0; n < 12'000; ++n) first.push_back(build_url(n));
-  second = first;
-  std::rotate(second.begin(), second.begin() + 4'000, second.end());
-  std::atomic<int> nb_adders{2};
-  {
-    std::vector<std::jthread> threads;
-    for (const strings* urls : {&first, &second}) {
-      threads.emplace_back([&h, &nb_adders, urls] {
-        add_all(h, *urls);
-        --nb_adders;
-      });
-    }
-    for (strings& urls : taken) {
-      threads.emplace_back([&h, &nb_adders, &urls] { take_all(h, nb_adders, urls); });
-    }
-    for (uint32_t i = 0; i < 20; ++i) EXPECT_EQ(save(h), HORIZON_OK);
-  }
-  taken[0].insert(taken[0].end(), taken[1].begin(), taken[1].end());
-  std::sort(taken[0].begin(), taken[0].end());
-  std::sort(first.begin(), first.end());
-  EXPECT_EQ(taken[0], first);
 }
 
 }  // namespace

@@ -58,13 +58,13 @@ TEST(save_and_restore, loses_no_url) {
 TEST(save_and_restore, keeps_order_makes_every_queue_due_and_leaves_no_stale_file) {
   test_horizon h({.nb_queues = 3, .buffer_size = 4, .filter_bits = 1'000, .interval_seconds = 100});
   for (uint32_t n = 0; n < 30; ++n) add(h, "http://a/" + std::to_string(n));
-  EXPECT_EQ(take(h).url, "http://a/0");
-  h.ops->end_url(*h.ops, "http://a/0");
+  h.ops->end_url(*h.ops, take(h).url);
   EXPECT_EQ(take(h).answer, FRONTIER_WAIT);
-  ASSERT_EQ(save(h), HORIZON_OK);
-  EXPECT_GT(list_directory(h).size(), 5u);
-  ASSERT_EQ(restore(h), HORIZON_OK);
-  ASSERT_EQ(save(h), HORIZON_OK);
+  for (int i = 0; i < 2; ++i) {
+    ASSERT_EQ(save(h), HORIZON_OK);
+    EXPECT_GT(list_directory(h).size(), 5u);
+    ASSERT_EQ(restore(h), HORIZON_OK);
+  }
   for (uint32_t n = 1; n < 30; ++n) {
     const taken_url taken = take(h);
     EXPECT_EQ(taken.url, "http://a/" + std::to_string(n));

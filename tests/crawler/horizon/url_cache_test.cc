@@ -10,6 +10,7 @@
 #include <set>
 #include <sstream>
 #include <string>
+#include <tuple>
 
 #include "tests/crawler/horizon/test_horizon.h"
 
@@ -44,15 +45,13 @@ TEST(url_cache, flushes_ten_thousand_known_urls_and_merges_as_many_doubtful_ones
     add_urls(h, 9'999);
     EXPECT_FALSE(std::filesystem::exists(h.directory.path + "/ndue_disk_cache.txt"));
     add_urls(h, 10'000);
-    EXPECT_EQ(h.ops->self->cache.known.count, 0u);
     EXPECT_EQ(read_test_file(h.directory.path + "/ndue_cache.txt"), "");
     EXPECT_EQ(read_disk_cache(h).size(), 10'000u);
     add_urls(h, 10'000);
     const url_cache_counts counts = get_counts_horizon(*h.ops->self);
-    EXPECT_EQ(counts.nb_added, 29'999u);
-    EXPECT_EQ(counts.nb_flushes, 1u);
-    EXPECT_EQ(counts.nb_doubtful, memory_bytes == 0 ? 10'000u : 0u);
-    EXPECT_EQ(counts.nb_merges, memory_bytes == 0 ? 1u : 0u);
+    EXPECT_EQ(
+        std::tie(counts.nb_added, counts.nb_flushes, counts.nb_doubtful, counts.nb_merges),
+        std::tuple(29'999u, 1u, memory_bytes == 0 ? 10'000u : 0u, memory_bytes == 0 ? 1u : 0u));
     EXPECT_EQ(h.ops->count_urls(*h.ops), 10'000u);
   }
 }

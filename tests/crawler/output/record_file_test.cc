@@ -6,7 +6,6 @@
 #include <functional>
 #include <memory>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include "crawler/output/link_file.h"
@@ -103,38 +102,6 @@ TEST(record_file, keeps_whole_records_only_when_the_disk_is_full) {
     file.write("later");
     file.flush();
     EXPECT_EQ(read_records(kind, path), record + record + kind.before + "later" + kind.after);
-  }
-}
-
-TEST(record_file, keeps_records_of_many_threads_whole) {
-  constexpr int NB_RECORDS = 500;
-  for (const record_kind& kind : KINDS) {
-    SCOPED_TRACE(kind.what);
-    const temp_directory directory;
-    const std::string path = directory.path + "/f";
-    write_test_file(path + kind.suffix, "earlier\n");
-    {
-      const record_writer file = kind.open(path);
-      std::vector<std::jthread> threads;
-      threads.reserve(4);
-      for (int t = 0; t < 4; ++t) {
-        threads.emplace_back([&file, t] {
-          for (int i = 0; i < NB_RECORDS; ++i) {
-            file.write(std::to_string(t) + "/" + std::to_string(i));
-            if (i % 200 == 0) file.flush();
-          }
-        });
-      }
-    }
-    const std::string bytes = read_records(kind, path);
-    size_t nb_bytes = 0;
-    for (int n = 0; n < 4 * NB_RECORDS; ++n) {
-      const std::string text = std::to_string(n % 4) + "/" + std::to_string(n / 4);
-      const std::string record = kind.before + text + kind.after;
-      EXPECT_NE(bytes.find(record), std::string::npos) << record;
-      nb_bytes += record.size();
-    }
-    EXPECT_EQ(bytes.size(), nb_bytes);
   }
 }
 

@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <atomic>
 #include <string>
 #include <thread>
 #include <tuple>
@@ -61,19 +60,11 @@ TEST(url_filter, counts_what_does_not_compile_and_uses_the_rest) {
 
 TEST(url_filter, is_tested_while_patterns_are_added) {
   url_filter filter;
-  std::atomic<bool> done{false};
-  {
-    std::vector<std::jthread> testers;
-    testers.reserve(3);
-    for (int i = 0; i < 3; ++i) {
-      testers.emplace_back([&] {
-        while (!done) EXPECT_TRUE(is_allowed_url_filter(filter, "http://never.test/excluded"));
-      });
-    }
-    for (int i = 0; i < 50; ++i) {
-      add_url_filter(filter, NOT, URL_FILTER_URL, "http://h" + std::to_string(i) + "/");
-    }
-    done = true;
+  std::jthread tester([&filter](const std::stop_token& stop) {
+    while (!stop.stop_requested()) EXPECT_TRUE(is_allowed_url_filter(filter, "http://never.test/"));
+  });
+  for (int i = 0; i < 50; ++i) {
+    add_url_filter(filter, NOT, URL_FILTER_URL, "http://h" + std::to_string(i) + "/");
   }
   EXPECT_FALSE(is_allowed_url_filter(filter, "http://h49/x"));
 }

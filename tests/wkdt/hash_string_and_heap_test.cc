@@ -1,35 +1,33 @@
-#include "wkdt/hash_string.h"
-
+// The table of strings and the heap.
 #include <gtest/gtest.h>
 
 #include <random>
+#include <set>
 #include <string>
 #include <unordered_map>
+#include <vector>
 
+#include "wkdt/hash_string.h"
 #include "wkdt/hash_string_file.h"
 #include "wkdt/hash_string_record.h"
+#include "wkdt/heap.h"
 #include "wkstd/state_stream.h"
 
 namespace wk {
 namespace {
 
-uint32_t hash_byte_by_byte(std::string_view key, uint32_t nb_buckets) {
-  uint32_t h = 0;
-  for (const char c : key) h = (static_cast<unsigned char>(c) + h * 128) % nb_buckets;
-  return h;
-}
-
-TEST(hash_string, hashes_as_byte_by_byte_below_the_first_prime_above_its_size) {
-  std::mt19937 random(7);
-  const std::pair<uint32_t, uint32_t> cases[] = {
+TEST(hash_string, hashes_every_byte_below_the_first_prime_above_its_size) {
+  const std::pair<uint32_t, uint32_t> sizes[] = {
       {0, 11}, {11, 19}, {100'000, 106'721}, {13'845'163, 13'845'163}, {UINT32_MAX, 13'845'163}};
-  for (const auto& [size, nb_buckets] : cases) {
+  std::string key;
+  for (int i = 0; i < 100; ++i) key += static_cast<char>(i * 89);
+  for (const auto& [size, nb_buckets] : sizes) {
     const hash_string_ptr table = create_hash_string(size);
     EXPECT_EQ(table->nb_buckets, nb_buckets) << size;
-    for (int i = 0; i < 500; ++i) {
-      std::string key(i < 499 ? random() % 40 : 100, '\xff');
-      for (size_t at = 0; at < key.size() && i < 499; ++at) key[at] = static_cast<char>(random());
-      EXPECT_EQ(hash_key(*table, key), hash_byte_by_byte(key, nb_buckets));
+    uint32_t hash = 0;
+    for (size_t length = 0; length < key.size(); ++length) {
+      EXPECT_EQ(hash_key(*table, key.substr(0, length)), hash) << length;
+      hash = (static_cast<uint8_t>(key[length]) + hash * 128) % nb_buckets;
     }
   }
 }
@@ -64,44 +62,68 @@ TEST(hash_string, keeps_its_two_reserved_answers) {
   EXPECT_EQ(count_hash_string(*table), 2u) << "it is stored anyway";
 }
 
-std::string write_example(const hash_string& table) {
+std::string write(const hash_string& table) {
   std::string stream;
   write_hash_string(table, stream);
   return stream;
 }
 
-TEST(hash_string_file, comes_back_as_it_was_and_is_refused_when_damaged) {
+TEST(hash_string_file, comes_back_as_it_was_and_believes_no_number) {
   const hash_string_ptr table = create_hash_string(5);
   for (uint32_t i = 0; i < 40; ++i) insert_hash_string(*table, "key" + std::to_string(i), i);
-  const std::string stream = write_example(*table);
+  const std::string stream = write(*table);
   std::string_view bytes = stream;
   const hash_string_ptr again = read_hash_string(bytes);
   ASSERT_NE(again, nullptr);
   EXPECT_TRUE(bytes.empty());
-  EXPECT_EQ(write_example(*again), stream) << "chains keep their order";
+  EXPECT_EQ(write(*again), stream) << "chains keep their order";
   for (size_t length = 0; length < stream.size(); ++length) {
     std::string_view cut = std::string_view(stream).substr(0, length);
     EXPECT_EQ(read_hash_string(cut), nullptr) << length;
   }
-}
-
-TEST(hash_string_file, believes_no_number) {
-  const hash_string_ptr table = create_hash_string(5);
-  insert_hash_string(*table, "key", 7);
-  const std::string stream = write_example(*table);
+  const hash_string_ptr one = create_hash_string(5);
+  insert_hash_string(*one, "key", 7);
+  const std::string small = write(*one);
   // Offsets: magic 0, version 4, count 8, nb_buckets 12, bucket 16, key length 20.
   for (const size_t offset : {0u, 4u, 8u, 12u, 16u, 20u}) {
     for (const uint32_t number : {0u, 3'000'000'000u, 0xffffffffu}) {
-      std::string damaged = stream.substr(0, offset);
+      std::string damaged = small.substr(0, offset);
       append_u32(damaged, number);
-      damaged += stream.substr(offset + 4);
-      std::string_view bytes = damaged;
+      damaged += small.substr(offset + 4);
+      bytes = damaged;
       testing::internal::CaptureStderr();
       EXPECT_EQ(read_hash_string(bytes), nullptr) << offset << " " << number;
       const bool warned = !testing::internal::GetCapturedStderr().empty();
       EXPECT_EQ(warned, offset == 4) << "a foreign version is said";
     }
   }
+}
+
+bool is_greater(uint64_t a, uint64_t b) { return a > b; }
+
+TEST(heap, gives_keys_in_order) {
+  heap h{is_greater, {}};
+  std::mt19937 random(3);
+  std::multiset<uint64_t> keys;
+  heap_entry least;
+  for (uint32_t i = 0; i < 4'000; ++i) {
+    if (i < 2'000) insert_heap(h, {*keys.insert(random() % 300), i});
+    if (i < 2'000 && random() % 3 != 0) continue;
+    ASSERT_EQ(remove_min_heap(h, least), !keys.empty());
+    if (keys.empty()) break;
+    EXPECT_EQ(least.key, *keys.begin());
+    keys.erase(keys.begin());
+  }
+  EXPECT_TRUE(keys.empty());
+}
+
+TEST(heap, breaks_ties_by_its_shape) {
+  heap h{is_greater, {}};
+  for (uint32_t value = 0; value < 6; ++value) insert_heap(h, {7, value});
+  std::vector<uint32_t> order;
+  heap_entry least;
+  while (remove_min_heap(h, least)) order.push_back(least.value);
+  EXPECT_EQ(order, (std::vector<uint32_t>{0, 5, 4, 3, 2, 1})) << "an equal child never moves";
 }
 
 }  // namespace
