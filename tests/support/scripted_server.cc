@@ -77,14 +77,7 @@ bool receive_bytes(int handle, std::string& text) {
   return true;
 }
 
-size_t find_announced_length(std::string_view head) {
-  constexpr std::string_view NAME = "\r\ncontent-length:";
-  const size_t at = find_ignoring_case(head, NAME);
-  if (at == std::string_view::npos) return 0;
-  return parse_unsigned(trim_blanks(head.substr(at + NAME.size())));
-}
-
-// False when the client goes away before its request is complete.
+// False when the client goes away before its request is complete. A body is nobody's.
 bool receive_request(int handle, recorded_request& request) {
   std::string text;
   size_t end = std::string::npos;
@@ -95,16 +88,9 @@ bool receive_request(int handle, recorded_request& request) {
   }
   request.arrival_us = get_steady_time_us();
   request.head = text.substr(0, end + 4);
-  const size_t length = std::min(find_announced_length(request.head), MAX_REQUEST_BYTES);
-  while (text.size() < end + 4 + length) {
-    if (!receive_bytes(handle, text)) return false;
-  }
-  request.body = text.substr(end + 4, length);
-
   const std::string_view line = std::string_view(text).substr(0, text.find("\r\n"));
   const size_t first = std::min(line.find(' '), line.size());
   const size_t last = std::max(first, std::min(line.rfind(' '), line.size()));
-  request.method = line.substr(0, first);
   request.path = line.substr(std::min(first + 1, last), last - std::min(first + 1, last));
   return true;
 }
@@ -114,7 +100,6 @@ scripted_answer choose_answer(scripted_server_state& state, recorded_request& re
   std::shared_ptr<const scripted_handler> handler;
   {
     const std::lock_guard<std::mutex> hold(state.lock);
-    request.order = state.requests.size();
     state.requests.push_back(request);
     path_script& script = state.scripts[request.path];
     const uint64_t number = script.nb_requests++;
@@ -317,9 +302,9 @@ void serve_page_scripted_server(scripted_server& server, const std::string& path
 }
 
 void serve_redirect_scripted_server(scripted_server& server, const std::string& path,
-                                    std::string_view location, uint32_t status) {
+                                    std::string_view location) {
   const std::string line = "Location: " + std::string(location) + "\r\n";
-  serve_bytes_scripted_server(server, path, build_response_text(status, line, "<p>moved</p>"));
+  serve_bytes_scripted_server(server, path, build_response_text(302, line, "<p>moved</p>"));
 }
 
 void serve_default_scripted_server(scripted_server& server, scripted_handler handler) {

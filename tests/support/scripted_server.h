@@ -9,10 +9,10 @@
 //   ... let the code under test fetch get_url_scripted_server(server, "/") ...
 //   EXPECT_EQ(count_requests_scripted_server(server, "/"), 1u);
 //
-// Each connection has a thread of its own, reads one request, gives one answer and closes. A path
-// is the request's target as it came, query included; a client that uses the server as its proxy
-// asks for "http://host/path", and that whole text is the path. The n-th request for a path gets
-// the n-th of its answers, later ones get the last. A path without answers goes to the default
+// Each connection has a thread of its own, reads one request's head, gives one answer and closes. A
+// path is the request's target as it came, query included; a client that uses the server as its
+// proxy asks for "http://host/path", and that whole text is the path. The n-th request for a path
+// gets the n-th of its answers, later ones get the last. A path without answers goes to the default
 // handler, and without a handler gets a 404 page.
 //
 // The server speaks through plain sockets, so that it is a peer of its own for the socket layer.
@@ -30,11 +30,8 @@
 namespace wk {
 
 struct recorded_request {
-  std::string method;
   std::string path;         // the request's target
   std::string head;         // all bytes up to and with the empty line
-  std::string body;         // as Content-Length said
-  uint64_t order = 0;       // 0 for the first request of the server
   uint64_t arrival_us = 0;  // steady time (wkstd/clock.h) at which the head was complete
 };
 
@@ -90,7 +87,7 @@ void serve_bytes_scripted_server(scripted_server& server, const std::string& pat
 void serve_page_scripted_server(scripted_server& server, const std::string& path,
                                 std::string_view html);
 void serve_redirect_scripted_server(scripted_server& server, const std::string& path,
-                                    std::string_view location, uint32_t status = 302);
+                                    std::string_view location);
 void serve_default_scripted_server(scripted_server& server, scripted_handler handler);
 // Every client gets the bytes and a close before it was heard; no request is recorded any more.
 void serve_greeting_scripted_server(scripted_server& server, std::string bytes);

@@ -157,17 +157,6 @@ TEST(copy_file, says_why_it_failed) {
   EXPECT_FALSE(copy_files_synced(dirs.a, dirs.b, {"small", "large"}));
 }
 
-TEST(exchange_directories, exchanges_or_leaves_both) {
-  two_directories dirs;
-  const std::vector<std::string> names = list(dirs.a);
-  ASSERT_TRUE(exchange_directories(dirs.a, dirs.b));
-  EXPECT_EQ(list(dirs.b), names);
-  EXPECT_TRUE(list(dirs.a).empty());
-  EXPECT_FALSE(exchange_directories(dirs.b, dirs.directory.path + "/none"));
-  EXPECT_EQ(errno, ENOENT);
-  EXPECT_EQ(list(dirs.b), names);
-}
-
 TEST(list_entries, names_what_list_files_leaves_out) {
   two_directories dirs;
   make_directory(dirs.directory, "a/below");

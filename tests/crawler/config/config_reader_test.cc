@@ -22,38 +22,8 @@ using testing::ContainsRegex;
 using testing::ElementsAre;
 using testing::HasSubstr;
 
-constexpr std::string_view FULL_PROFILE = R"xml(<?xml version="1.0" encoding="utf-8"?>
-<!DOCTYPE WendrakeCrawler SYSTEM "wkcrawler.dtd">
-<crawlers xmlns="http://wendrake.invalid/crawler/1.0">
-<crawler name="full" nb-spiders="2" convert-content="no" admin-port="-1" admin-address="0.0.0.0"
-         forever-mode="1" admin-thread-sleep-time="250" stop-when-empty="yes" type="rss">
-<seed-urls><url name="http://a.test/" site_max_num="2" max-guest-pages="5"/>
-           <url name="http://b.test/start?x=1&amp;y=2" site_max_num="1000000"/></seed-urls>
-<restricted-urls><url name="http://a\.test/"/></restricted-urls>
-<excluded-urls><url name="http://a\.test/private"/></excluded-urls>
-<restricted-extensions><extension name="html"/><extension name="php"/></restricted-extensions>
-<excluded-extensions><extension name="zip"/></excluded-extensions>
-<restricted-regexes><regex expr="http://b\.test/.*"/></restricted-regexes>
-<excluded-regexes><regex expr=".*\?session=.*"/></excluded-regexes>
-<credentials><credential site="http://a.test/" user="user" pass="pass&amp;word"/>
-             <credential site="b.test" user="" pass="x"/></credentials>
-<url-substitutions><substitution src-pattern="www\.(.*)" dst-pattern="\1"/>
-                   <substitution src-pattern="a-b" dst-pattern=""/></url-substitutions>
-<cookies><cookie domain="a.test" path="/" name="name" data="data, more"/></cookies>
-<disable-all-cookies mode="1"/><disable-cookies><url name="ads.test"/></disable-cookies>
-<log name="{}/log" append="on" filter="warning error"/><due disk_cache_size="900"/>
-<frontier sleep_mode="1" mode="2222" sleep_interval="0" nb_queues="5" queue_buffer_size="4"/>
-<portal-list url="http://portal.test/"/><http-proxy server="127.0.0.1:3128"/><nbthreads nb="3"/>
-<parse-javascript-flash enable="1"/><hyperlink-extraction disable="1"/>
-<news-pipeline-mode enable="1" port="9000" raw="1" hostname="pipeline.test"/>
-<store name="{}/store" temp_data_path="{}/temp" status_file_path="{}/status"
-       link_file_path="{}/links" mbytes="11" files="12"/>
-<quota mbytes="13" files="14"/><timeout wait="1500"/><retries num="2" wait="30"/>
-<search-mode depth-first="false"/><robot honor="0"/><user-agent name="Some/1.0 (agent)"/>
-<checkpoint dir="{}/checkpoint" interval="3600"/><canonical-urls enable="1"/>
-<safety strict="true"/><unknown name="x"/>
-</crawler></crawlers>
-)xml";
+// A profile with every element and attribute, each of another value than its default.
+const std::string FULL_PROFILE = read_profile_text("full_profile.xml");
 
 // All fields of the record differ from their defaults then, and the table of elements knows all
 // that they were read from.

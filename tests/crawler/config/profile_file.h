@@ -12,6 +12,11 @@
 
 namespace wk {
 
+// A profile that stands beside the tests.
+inline std::string read_profile_text(const std::string& name) {
+  return read_test_file(WK_SOURCE_DIRECTORY "/tests/crawler/config/" + name);
+}
+
 struct profile_file {
   temp_directory directory;
   std::string path = directory.path + "/crawl.xml";

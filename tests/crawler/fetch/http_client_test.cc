@@ -3,7 +3,6 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <cstdlib>
 #include <string>
 #include <tuple>
@@ -101,16 +100,15 @@ TEST_F(http_get_from_server, bounds_what_a_server_may_send) {
 
 TEST_F(http_get_from_server, hands_cookies_to_the_hook_and_keeps_none_as_header) {
   std::string bytes =
-      OK + "Set-cookie: a=1\r\nSET-COOKIE: " + std::string(HTTP_MAX_COOKIE_BYTES + 1, 'x') + "\r\n";
-  for (int i = 0; i < 100; ++i) bytes += "Set-Cookie: b\r\n";
-  std::string cookies;
+      OK + "Set-cookie: a\r\nSET-COOKIE: " + std::string(HTTP_MAX_COOKIE_BYTES + 1, 'x');
+  for (int i = 0; i < 100; ++i) bytes += "\r\nSet-Cookie: b";
+  std::string cookies, expected = "a";
   response.cookie_context = &cookies;
-  response.cookie_hook = [](std::string_view value, const url_address& target, void* context) {
-    static_cast<std::string*>(context)->append(value).append(target.host + target.path);
+  response.cookie_hook = [](std::string_view value, const url_address&, void* context) {
+    static_cast<std::string*>(context)->append(value);
   };
-  EXPECT_EQ(get_answer({.bytes = bytes + "\r\n"}), 200u);
-  EXPECT_TRUE(cookies.starts_with("a=1127.0.0.1/b127.0.0.1/b")) << cookies;
-  EXPECT_EQ(std::count(cookies.begin(), cookies.end(), 'b'), 48);
+  EXPECT_EQ(get_answer({.bytes = bytes + "\r\n\r\n"}), 200u);
+  EXPECT_EQ(cookies, expected.append(48, 'b'));
   EXPECT_EQ(print_headers(), "Content-Length: 0\r\n");
 }
 

@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
-#include <tuple>
+#include <utility>
 
 #include "crawler/core/build_crawler.h"
 #include "crawler/core/crawl_facts.h"
@@ -16,17 +16,10 @@
 namespace wk {
 namespace {
 
-struct small_site {
-  scripted_server server = start_scripted_server();
-  scripted_server limited = start_scripted_server("127.0.0.2");  // one page of it may be had
-  temp_directory directory;
-  std::string index;
-
-  void link(const std::string& path) { index += "<a href=\"" + path + "\">x</a>\n"; }
-};
-
-void serve_site(small_site& site) {
-  const std::tuple<const char*, scripted_answer> pages[] = {
+// Ten pages, three that may not be had, and one page of two on another host. The links to them are
+// the index.
+std::string serve_site(scripted_server& server, scripted_server& limited) {
+  const std::pair<const char*, scripted_answer> pages[] = {
       {"/a", build_page_answer("one page")},
       {"/again", build_page_answer("one page")},
       {"/other", build_page_answer("quite another page")},
@@ -36,46 +29,43 @@ void serve_site(small_site& site) {
       {"/unchanged", build_status_answer(304)},
       {"/hung-up", {}},
       {"/moved", {.bytes = "HTTP/1.0 302 Found\r\nLocation: /target\r\n\r\n"}},
-      {"/target", build_page_answer("the page behind the redirect")},
   };
+  std::string index = "<a href=/private/1><a href=/private/2><a href=/picture.gif>\n";
   for (const auto& [path, answer] : pages) {
-    serve_answers_scripted_server(site.server, path, {answer});
-    if (std::string_view(path) != "/target") site.link(path);
+    serve_answers_scripted_server(server, path, {answer});
+    index.append("<a href=").append(path).append(">x</a>\n");
   }
-  for (const char* path : {"/private/1", "/private/2", "/picture.gif"}) site.link(path);
-  serve_page_scripted_server(site.server, "/", site.index);
-  for (const char* path : {"/1", "/2"}) {
-    serve_page_scripted_server(site.limited, path, "a page of another host");
-  }
-  serve_bytes_scripted_server(site.server, "/robots.txt",
-                              build_response_text(200, "", "User-agent: *\nDisallow: /private\n"));
+  serve_page_scripted_server(server, "/target", "the page behind the redirect");
+  serve_page_scripted_server(server, "/", index);
+  serve_page_scripted_server(server, "/robots.txt", "User-agent: *\nDisallow: /private\n");
+  for (const char* path : {"/1", "/2"}) serve_page_scripted_server(limited, path, "another host");
+  return index;
 }
 
-crawler_ptr build_site_crawler(const small_site& site) {
+TEST(crawl_counts, agree_with_the_crawl) {
+  scripted_server server = start_scripted_server();
+  scripted_server limited = start_scripted_server("127.0.0.2");
+  const std::string index = serve_site(server, limited);
+  const temp_directory directory;
   CrawlerConfig config;
   config.name = "a small site";
   config.nb_spiders = 3;
   config.admin_port = -1;
   config.admin_thread_sleep_time_ms = 100;
   config.sleep_interval_seconds = 0;
-  config.seed_urls = {get_url_scripted_server(site.server, "/"),
-                      get_url_scripted_server(site.server, "/picture.gif"),
-                      get_url_scripted_server(site.server, "/song.gif"),
-                      get_url_scripted_server(site.limited, "/1"),
-                      get_url_scripted_server(site.limited, "/2")};
-  config.site_page_limits[hash_url_host(find_url_host(config.seed_urls.back()))] = 1;
+  for (const char* path : {"/", "/picture.gif", "/song.gif"}) {
+    config.seed_urls.push_back(get_url_scripted_server(server, path));
+  }
+  for (const char* path : {"/1", "/2"}) {
+    config.seed_urls.push_back(get_url_scripted_server(limited, path));
+  }
+  config.site_page_limits[hash_url_host(get_authority_scripted_server(limited))] = 1;
   config.excluded_extensions = {"gif"};
-  config.store_name = make_directory(site.directory, "store");
-  config.temp_data_path = make_directory(site.directory, "temp");
-  config.log_name = site.directory.path + "/log";
+  config.store_name = make_directory(directory, "store");
+  config.temp_data_path = make_directory(directory, "temp");
+  config.log_name = directory.path + "/log";
   config.quota_files = 1'000;
-  return build_crawler(config);
-}
-
-TEST(crawl_counts, agree_with_the_crawl) {
-  small_site site;
-  serve_site(site);
-  const crawler_ptr crawler = build_site_crawler(site);
+  const crawler_ptr crawler = build_crawler(config);
   EXPECT_EQ(gather_crawl_facts(*crawler).state, CRAWL_STARTING);
   run_main_loop(*crawler);
   const crawl_facts facts = gather_crawl_facts(*crawler);
@@ -93,15 +83,14 @@ TEST(crawl_counts, agree_with_the_crawl) {
   EXPECT_EQ(counts.nb_refused_by_quota, 1u);
   EXPECT_EQ(counts.spiders[SPIDER_ENDED], 3u);
   EXPECT_GT(counts.fetch_time_us, 0u);
-  EXPECT_GT(counts.nb_body_bytes, site.index.size() + 2 * std::string_view("one page").size());
+  EXPECT_GT(counts.nb_body_bytes, index.size() + 2 * std::string_view("one page").size());
   EXPECT_EQ(facts.robots.nb_files, 1u);
   EXPECT_EQ(facts.nb_queued + facts.nb_doubtful, 0u);
   EXPECT_EQ(facts.nb_active, 2u) << "those that the filter refused stay counted";
   EXPECT_EQ(facts.nb_known, 16u);
   EXPECT_EQ(facts.quota.pages, 5u);
 
-  EXPECT_EQ(facts.nb_log_records,
-            count_text(read_test_file(site.directory.path + "/log"), "#Fields:"));
+  EXPECT_EQ(facts.nb_log_records, count_text(read_test_file(directory.path + "/log"), "#Fields:"));
 }
 
 }  // namespace
