@@ -34,7 +34,8 @@ TEST(matches_pattern_automaton, agrees_with_each_pattern_on_its_own) {
   const std::vector<std::string> patterns = {
       "a.*",       "a|b.*",     "(?i)aB+",  "\\Qa|b\\E", "[a\\]|(]+",         "a{1,2}b",
       "(?P<n>a)b", "(?P<n>a)c", "\\x61\\.", "a\\|b",     "[[:alpha:]|]b",     "(a(b|c))*d",
-      "",          ".*\\.b",    "a{,2}",    "\xe9.",     "(?:a[)]|[^(]b\\))", "\\101"};
+      "",          ".*\\.b",    "a{,2}",    "\xe9.",     "(?:a[)]|[^(]b\\))", "\\101",
+      "[]|(]b",    "[^]|]c",    "\\Qab\\E"};
   const std::string texts[] = {"",    "A",  "a|b", "a.",  "ab",    "ac",
                                "aab", "]b", "a)",  "cb)", "abacd", "\xe9\n"};
   re2::RE2::Options bytes;

@@ -23,6 +23,7 @@ TEST(parse_repository, is_read_back_and_refused_when_a_single_byte_differs) {
     EXPECT_FALSE(read_parse_repository(damaged, repository)) << "byte " << i;
     EXPECT_FALSE(read_parse_repository(bytes.substr(0, i), repository)) << "cut at " << i;
   }
+  EXPECT_FALSE(read_parse_repository(bytes + "x", repository));
   EXPECT_EQ(repository.entries.size(), 6u) << "what was read before is kept";
 }
 

@@ -91,8 +91,7 @@ TEST(admin_pages, change_the_filter_as_each_says) {
   // The query, a URL that is allowed then, and one that is not.
   const std::tuple<const char*, const char*, const char*> cases[] = {
       {"AddExcludedExt?ext=png", "http://b.test/x.pngs", "http://b.test/x.png"},
-      {"AddExcludedRegex?regex=http://b.test/exact", "http://b.test/exactly",
-       "http://b.test/exact"},
+      {"AddExcludedRegex?regex=http://b.test/e", "http://b.test/ex", "http://b.test/e"},
       {"AddExcludedUrl?url=http://b.test/u", "http://b.test/x", "http://b.test/under"},
       {"AddRestrictedRegex?regex=http://n.test/r", "http://n.test/regex", "http://n.test/x"},
       {"AddRestrictedUrl?url=http://n.test/u", "http://n.test/under", "http://n.test/x"},
@@ -214,15 +213,14 @@ TEST(operator_pages, survive_hostile_profile_names) {
       // the name, as a JSON string, in a label's quotes
       {"<script>alert(1)</script>", "<script>alert(1)</script>", "<script>alert(1)</script>"},
       {"a\"b\\c'd", R"(a\"b\\c'd)", R"(a\"b\\c'd)"},
-      {"two\nlines\r\t\x01\x7f", "two\\u000alines\\u000d\\u0009\\u0001\\u007f",
-       "two\\nlines\r\t\x01\x7f"},
+      {"2\nlines\r\t\x01\x7f", "2\\u000alines\\u000d\\u0009\\u0001\\u007f",
+       "2\\nlines\r\t\x01\x7f"},
       {std::string("nul\0!", 5), R"(nul\u0000!)", std::string("nul\0!", 5)},
       {"\xc3\xa4\xe2\x82\xac\xf0\x9f\x95\xb7", "ä€🕷", "ä€🕷"},
       {"cut \xe2\x82", "cut â\xc2\x82", "cut â\xc2\x82"},
       {"overlong \xc0\xaf", "overlong À¯", "overlong À¯"},
       {"surrogate \xed\xa0\x80", "surrogate í\xc2\xa0\xc2\x80", "surrogate í\xc2\xa0\xc2\x80"},
-      {"beyond \xf4\x90\x80\x80", "beyond ô\xc2\x90\xc2\x80\xc2\x80",
-       "beyond ô\xc2\x90\xc2\x80\xc2\x80"},
+      {"past \xf4\x90\x80\x80", "past ô\xc2\x90\xc2\x80\xc2\x80", "past ô\xc2\x90\xc2\x80\xc2\x80"},
       {"{{script}} %s", "{{script}} %s", "{{script}} %s"},
   };
   for (const auto& [name, in_json, in_label] : cases) {

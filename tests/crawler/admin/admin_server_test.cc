@@ -79,6 +79,7 @@ TEST(admin_server, answers_requests_of_every_shape) {
       {"a line that is none", "GET /webadmin/Shutdown\r\n", 0},
       {"half a head", "GET /webadmin/GetStats HTTP/1.0\r\n", 200},
       {"half a head, guarded", "GET /webadmin/Shutdown HTTP/1.0\r\nHost: a.test\r\n", 403},
+      {"half a line of a head", "GET / HTTP/1.0\r\nHost: a.test", 404},
       {"half a body", post + "9\r\n\r\nx", 200},
   };
   const running_server running({.request_us = NEVER_US});

@@ -63,8 +63,7 @@ TEST_F(http_get_from_server, understands_what_servers_send) {
       {"a status that is no number", "HTTP/1.0 OK fine\r\n\r\n", 0, "", none},
       {"close at once", "", 408, "", ""},
       {"length too long", OK + length("10000000") + "\r\n", 400, "", length("10000000")},
-      {"length past 32 bits", OK + length("4294967301") + "\r\nabcde", 400, "",
-       length("4294967301")},
+      {"length past 2^32", OK + length("4294967301") + "\r\nabcde", 400, "", length("4294967301")},
   };
   for (const auto& [name, bytes, status, body, headers] : cases) {
     SCOPED_TRACE(name);
@@ -178,8 +177,7 @@ TEST(http_read_stored_request, reads_within_its_bounds) {
   // the text; method, path, headers, body
   const std::tuple<std::string, uint32_t, std::string, std::string, std::string> cases[] = {
       {"GET /a?x HTTP/1.0\r\nHost: h\r\nX:\r\n\r\n", HTTP_GET, "/a?x", "Host: h\r\nX: \r\n", ""},
-      {"POST /f HTTP/1.1\nContent-Length: 3\n\na=bc", HTTP_POST, "/f", "Content-Length: 3\r\n",
-       "a=b"},
+      {"POST / HTTP/1.1\nContent-Length: 1\n\nab", HTTP_POST, "/", "Content-Length: 1\r\n", "a"},
       {"HEAD / HTTP/1.0\r\n\r\n", HTTP_HEAD, "/", "", ""},
       {"OPTIONS / HTTP/1.0\r\n\r\n", HTTP_GET, "ONS /", "", ""},
       {"noise\r\nA: b\r\n\r\nGET /x HTTP/1.0\r\n\r\n", HTTP_GET, "/x", "", ""},
@@ -187,8 +185,7 @@ TEST(http_read_stored_request, reads_within_its_bounds) {
       {"HTTP/1.0\r\n\r\n", HTTP_GET, "", "", ""},
       {"", HTTP_GET, "", "", ""},
       {"GET / HTTP/1.0\r\nA: b\r\n", HTTP_GET, "/", "A: b\r\n", ""},
-      {"PUT / HTTP/1.0\r\nContent-Length: 9\r\n\r\nabc", HTTP_PUT, "/", "Content-Length: 9\r\n",
-       "abc"},
+      {"PUT / HTTP/1.0\nContent-Length: 9\n\nabc", HTTP_PUT, "/", "Content-Length: 9\r\n", "abc"},
       {"PUT / HTTP/1.0\r\nContent-Length: 70000\r\n\r\n" + large, HTTP_PUT, "/",
        "Content-Length: 70000\r\n", large.substr(0, 65'536)},
       {"GET / HTTP/1.0\r\n" + long_line, HTTP_GET, "/", "", ""},

@@ -156,8 +156,7 @@ TEST(robots_parse, reads_any_file) {
       {"only line feeds", std::string(SIZE, '\n'), "none"},
       {"only heads", repeat("User-agent: *\n", SIZE), "none"},
       {"nearly the name", a_rule + "user-agent" + repeat("bo", SIZE), "/x "},
-      {"rules that cover each other", a_rule + repeat("Disallow: /x\nDisallow: /xx\n", SIZE),
-       "/x "},
+      {"rules that cover others", a_rule + repeat("Disallow: /x\nDisallow: /xx\n", SIZE), "/x "},
       {"a path without an end", "User-agent: *\nDisallow: /" + std::string(SIZE, 'a'), "none"},
   };
   for (const auto& [name, text, paths] : cases) EXPECT_EQ(read_paths(text), paths) << name;
@@ -244,6 +243,7 @@ TEST_F(robots_of_server, are_asked_for_as_any_page_once_and_kept) {
       "GET /robots.txt HTTP/1.0\r\nUser-Agent: Crawl-Er/1.0 (x)\r\nHost: " + host + "\r\n\r\n");
   const std::string other = "127.1" + host.substr(host.find(':'));
   EXPECT_EQ(robots_allowed(*cache, "http://" + other + "/b", *fetcher), 1);
+  EXPECT_EQ(list_hosts_robots_cache(*cache, "", 9).size(), 2u);
   const robots_counts counts = get_counts_robots_cache(*cache);
   EXPECT_EQ(std::tie(counts.nb_hosts, counts.nb_files, counts.nb_rule_sets, counts.nb_refused),
             std::make_tuple(2u, 2u, 1u, 2u));
