@@ -1,13 +1,10 @@
-// The parts of URLs, and the filter that they pass.
+// URLs taken apart: host and site, what a connection needs, the query.
 #include <gtest/gtest.h>
 
 #include <string>
-#include <thread>
 #include <tuple>
-#include <vector>
 
 #include "crawler/url/url_address.h"
-#include "crawler/url/url_filter.h"
 #include "crawler/url/url_parts.h"
 #include "crawler/url/url_query.h"
 
@@ -85,65 +82,6 @@ TEST(parse_query_string, decodes_each_piece) {
     EXPECT_EQ(parse_query_string(text, add, &seen), count) << text;
     EXPECT_EQ(seen, expected) << text;
   }
-}
-
-constexpr url_filter_side ONLY = URL_FILTER_RESTRICTED;
-constexpr url_filter_side NOT = URL_FILTER_EXCLUDED;
-
-TEST(url_filter, holds_white_list_and_black_list) {
-  const std::tuple<url_filter_side, url_filter_kind, const char*, const char*, bool> cases[] = {
-      {ONLY, URL_FILTER_URL, "http://a.test/x", "http://a.test/xy/z?q", true},
-      {ONLY, URL_FILTER_URL, "http://a.test/x", "http://a-test/x", true},
-      {ONLY, URL_FILTER_URL, "http://a.test/x", "http://b/?u=http://a.test/x", false},
-      {ONLY, URL_FILTER_URL, "http://a.test/x", "HTTP://a.test/x", false},
-      {NOT, URL_FILTER_EXTENSION, "pdf", "http://a/x.pdf", false},
-      {NOT, URL_FILTER_EXTENSION, "pdf", "http://a/x.pdf?a=b", false},
-      {NOT, URL_FILTER_EXTENSION, "pdf", "http://a/x.pdfx", true},
-      {NOT, URL_FILTER_EXTENSION, "pdf", "http://a/x.pdf/y", true},
-      {NOT, URL_FILTER_REGEX, "http://a/1|http://a/2", "http://a/2", false},
-      {NOT, URL_FILTER_REGEX, "http://a/1|http://a/2", "http://a/12", true},
-      {NOT, URL_FILTER_REGEX, "http://a/1|http://a/2", "xhttp://a/1", true},
-  };
-  for (const auto& [side, kind, entry, url, allowed] : cases) {
-    SCOPED_TRACE(std::string(entry) + " " + url);
-    url_filter filter;
-    EXPECT_TRUE(is_allowed_url_filter(filter, url)) << "it is empty";
-    EXPECT_EQ(add_url_filter(filter, side, kind, entry), 1u);
-    EXPECT_EQ(add_url_filter(filter, side, URL_FILTER_REGEX, "http://another/"), 1u);
-    EXPECT_EQ(is_allowed_url_filter(filter, url), allowed);
-    std::string image;
-    save_url_filter(filter, image);
-    url_filter again;
-    for (size_t length = 0; length <= image.size(); ++length) {
-      std::string_view bytes = std::string_view(image).substr(0, length);
-      EXPECT_EQ(load_url_filter(bytes, again), length == image.size());
-    }
-    EXPECT_EQ(is_allowed_url_filter(again, url), allowed);
-  }
-}
-
-TEST(url_filter, counts_what_does_not_compile_and_uses_the_rest) {
-  url_filter filter;
-  const std::vector<std::string> entries = {"http://a/", "http://b/(", "c)(d", "http://e/", "*"};
-  EXPECT_EQ(add_list_url_filter(filter, ONLY, URL_FILTER_URL, entries), 2u);
-  EXPECT_TRUE(is_allowed_url_filter(filter, "http://e/x"));
-  EXPECT_FALSE(is_allowed_url_filter(filter, "http://b/"));
-  std::string_view no_image = "\2";
-  EXPECT_FALSE(load_url_filter(no_image, filter));
-  EXPECT_EQ(add_url_filter(filter, NOT, URL_FILTER_EXTENSION, "zip"), 1u);
-  EXPECT_TRUE(is_allowed_url_filter(filter, "http://a/x")) << "is on one list, not on the other";
-  EXPECT_FALSE(is_allowed_url_filter(filter, "http://a/x.zip")) << "the black list wins";
-}
-
-TEST(url_filter, is_tested_while_patterns_are_added) {
-  url_filter filter;
-  std::jthread tester([&filter](const std::stop_token& stop) {
-    while (!stop.stop_requested()) EXPECT_TRUE(is_allowed_url_filter(filter, "http://never.test/"));
-  });
-  for (int i = 0; i < 50; ++i) {
-    add_url_filter(filter, NOT, URL_FILTER_URL, "http://h" + std::to_string(i) + "/");
-  }
-  EXPECT_FALSE(is_allowed_url_filter(filter, "http://h49/x"));
 }
 
 }  // namespace
