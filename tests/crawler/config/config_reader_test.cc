@@ -9,7 +9,6 @@
 #include <tuple>
 #include <vector>
 
-#include "crawler/config/config_elements.h"
 #include "crawler/config/profile_check.h"
 #include "crawler/url/url_parts.h"
 #include "tests/crawler/config/profile_file.h"
@@ -38,33 +37,6 @@ TEST(config_reader, reads_every_element_and_attribute) {
   static_cast<config_values&>(full) = build_full_profile("/base");
   reset_crawler_config(full);
   expect_same_config(full, {});
-}
-
-// The attributes with their defaults, or only those that are required, with "x".
-std::string write_attributes(std::span<const config_attribute> attributes, bool with_defaults) {
-  std::string text;
-  for (const config_attribute& attribute : attributes) {
-    const std::string value =
-        attribute.required ? "x" : (with_defaults ? attribute.default_value : "");
-    if (!value.empty()) text.append(" ").append(attribute.name).append("='" + value + "'");
-  }
-  return text;
-}
-
-config_values read_attributes(bool with_defaults) {
-  std::string inside;
-  for (const config_element& kind : get_config_elements()) {
-    inside.append("<").append(kind.name).append(write_attributes(kind.attributes, with_defaults));
-    inside.append("><entry").append(write_attributes(kind.entry_attributes, with_defaults));
-    inside.append("/></").append(kind.name).append(">");
-  }
-  return read_inside(inside, write_attributes(get_config_profile_attributes(), with_defaults));
-}
-
-TEST(config_elements, have_the_defaults_of_the_record) {
-  const config_values given = read_attributes(true);
-  expect_same_config(given, read_attributes(false));
-  EXPECT_EQ(given.cookies.size(), 1u);
 }
 
 TEST(config_reader, reads_alike_with_both_libraries) {

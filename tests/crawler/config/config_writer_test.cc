@@ -1,27 +1,16 @@
-// How a record is written: as a profile, and as the text that an image holds. What is doubted in a
-// profile.
 #include "crawler/config/config_writer.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <string>
-#include <tuple>
-#include <vector>
 
-#include "crawler/config/config_text.h"
-#include "crawler/config/near_name.h"
-#include "crawler/config/profile_check.h"
 #include "tests/crawler/config/profile_file.h"
-#include "wkskt/skt.h"
 
 namespace wk {
 namespace {
 
-using testing::ElementsAre;
-using testing::ElementsAreArray;
 using testing::HasSubstr;
-using testing::IsEmpty;
 using testing::Not;
 
 std::string write_values(const config_values& values) {
@@ -53,152 +42,6 @@ TEST(config_writer, leaves_parts_out_by_their_own_rules) {
   EXPECT_THAT(written, HasSubstr("link_file_path=\"/base/links\" files=\"12\"/>\n"));
   EXPECT_THAT(written, HasSubstr("\t\t<quota files=\"14\"/>\n\t\t<search-mode"));
   EXPECT_THAT(written, Not(HasSubstr("user-agent")));
-}
-
-TEST(config_text, holds_every_field_and_gives_absent_ones_their_defaults) {
-  const config_values full = build_full_profile("{}");
-  EXPECT_EQ(describe(full), FULL_FIELDS) << "what is missing has its default";
-  config_values read;
-  ASSERT_TRUE(read_config_text(write_fields(full), read));
-  expect_same_config(read, full);
-  config_values expected;
-  expected.nb_spiders = 9;
-  ASSERT_TRUE(read_config_text("nb-spiders 9\n", read));
-  expect_same_config(read, expected);
-}
-
-TEST(config_text, refuses_what_it_does_not_write) {
-  for (const char* text :
-       {"nb-spiders 9", "nb-spiders\n", "\n", "nb-spider 9\n", " 9\n", "nb-spiders \n",
-        "nb-spiders 9x\n", "nb-spiders 2147483648\n", "stop-when-empty 2\n", "stop-when-empty \n",
-        "user-agent a\\rb\n", "user-agent a\\\n", "seed-url a\tb\n", "credential a\tb\n",
-        "cookie a\tb\tc\td\te\n", "substitution a\n", "site-page-limit -1\t1\n",
-        "site-page-limit 1\tx\n", "nb-spiders 9\nx y\n"}) {
-    config_values config = build_full_profile("/base");
-    EXPECT_FALSE(read_config_text(text, config)) << text;
-    EXPECT_TRUE(config == build_full_profile("/base")) << text;
-  }
-}
-
-// The doubts about a file, its path taken away from their begins. A port of -1 unless asked for.
-std::vector<std::string> find_doubts(const profile_file& file, profile_question question = {}) {
-  question.path = file.path;
-  if (!question.admin_port.has_value()) question.admin_port = -1;
-  std::vector<std::string> doubts = {"of an earlier question"};
-  EXPECT_TRUE(check_profile(question, doubts));
-  for (std::string& doubt : doubts) {
-    EXPECT_TRUE(doubt.starts_with(file.path + ":")) << doubt;
-    doubt.erase(0, file.path.size() + 1);
-  }
-  return doubts;
-}
-
-std::string fill(std::string text, const std::string& mark, const std::string& value) {
-  for (size_t at = 0; (at = text.find(mark, at)) != std::string::npos; at += value.size()) {
-    text.replace(at, mark.size(), value);
-  }
-  return text;
-}
-
-TEST(profile_check, doubts_names_and_values_line_by_line) {
-  // What stands inside a profile, from line 2 on; the doubts, "@" for "attribute " and "#" for what
-  // numbers are not.
-  const std::pair<const char*, std::vector<std::string>> cases[] = {
-      {"<retries num=' 7 ' wait='+30'/><safety strict='off'/><robot honor='1'/>", {}},
-      {"<log x:name='a' xmlns:x='u'/><x:odd xmlns:x='u'/><!-- <odd/> -->text", {}},
-      {"<seed-urls><any name='u' max-guest-pages='-1'/></seed-urls>", {}},
-      {"<stor/>", {R"(2: element "stor" of "crawler" is not known; did you mean "store"?)"}},
-      {"<odd><url nam=''/></odd>", {R"(2: element "odd" of "crawler" is not known)"}},
-      {"<quota><files/></quota>", {R"(2: element "files" of "quota" is not known)"}},
-      {"<checkpoint\n\n file = 'f'\n interval='1'/>",
-       {R"(4: @"file" of "checkpoint" is not known)"}},
-      {"<quota file='1'\n mbytes='2'/><log\n\n/><quota\nfile='1'/>",
-       {R"(2: @"file" of "quota" is not known; did you mean "files"?)",
-        R"(6: @"file" of "quota" is not known; did you mean "files"?)"}},
-      {"<seed-urls>\n<url\n nam='x'/></seed-urls>",
-       {R"(4: @"nam" of "url" is not known; did you mean "name"?)",
-        R"(3: element "url" of "seed-urls" is left out: it has no "name")"}},
-      {"<seed-urls><url name='' site_max_num='many'/></seed-urls>",
-       {R"(2: @"site_max_num" of "url": "many"#0)"}},
-      {"<timeout wait='5s'/>", {R"(2: @"wait" of "timeout": "5s"#5)"}},
-      {"<timeout wait='9999999999'/>",
-       {R"(2: @"wait" of "timeout": "9999999999"#)"
-        "2147483647"}},
-      {"<timeout wait='-+1'/>", {R"(2: @"wait" of "timeout": "-+1"#0)"}},
-      {"<robot honor='a&#10;b'/>",
-       {R"(2: @"honor" of "robot": "a?b" is neither true nor false and counts as false)"}},
-      {"<store name='{}' temp_data_path='{}/none' status_file_path='{}/s' link_file_path='{}'/>",
-       {R"(2: @"temp_data_path" of "store": "{}/none" is no directory)"}},
-      {"<log name='{}'/>", {R"(2: @"name" of "log": "{}" is a directory)"}},
-      {"<log name='{}/no/log'/>", {R"(2: @"name" of "log": "{}/no/log" stands in no directory)"}},
-      {"<store name='/'/>",
-       {R"(2: @"name" of "store": "/" is a directory that no crawl may empty)"}},
-  };
-  for (const auto& [inside, doubts] : cases) {
-    SCOPED_TRACE(inside);
-    const temp_directory place;
-    std::string text = std::string("<crawlers><crawler>\n") + inside + "</crawler></crawlers>";
-    const profile_file file(fill(text, "{}", place.path));
-    std::vector<std::string> expected;
-    for (const std::string& doubt : doubts) {
-      const std::string filled = fill(fill(doubt, "{}", place.path), ": @", ": attribute ");
-      expected.push_back(fill(filled, "#", " is no whole number of 32 bits and counts as "));
-    }
-    EXPECT_THAT(find_doubts(file), ElementsAreArray(expected));
-  }
-}
-
-TEST(profile_check, tells_of_a_port_in_use) {
-  const int listener = skt_listen("127.0.0.1", 0);
-  const std::string port = std::to_string(skt_get_bound_port(listener));
-  const profile_file file("<crawlers><crawler\n admin-port='" + port + "'/></crawlers>");
-  std::vector<std::string> doubts;
-  EXPECT_TRUE(check_profile({.path = file.path}, doubts));
-  const std::string taken = " in use; there will be no administration";
-  EXPECT_THAT(doubts, ElementsAre(file.path + ":2: port " + port + " is" + taken));
-  skt_close(listener);
-  EXPECT_TRUE(check_profile({.path = file.path}, doubts));
-  EXPECT_THAT(doubts, IsEmpty());
-  EXPECT_THAT(find_doubts(file, {.admin_port = 65536}),
-              ElementsAre("1: port 65536 can't be listened at; there will be no administration"));
-}
-
-TEST(profile_check, looks_at_the_profile_that_is_read) {
-  const profile_file file("<r><a first=''/>\n<a name='t' second=''/>\n<a name='t' third=''/></r>");
-  const std::tuple<const char*, bool, const char*> cases[] = {
-      {"", true, "1: attribute \"first\" of \"a\" is not known"},
-      {"none", true, "1: attribute \"first\" of \"a\" is not known"},
-      {"t", false, "2: attribute \"second\" of \"a\" is not known"},
-      {"t", true, "3: attribute \"third\" of \"a\" is not known"},
-  };
-  for (const auto& [name, use_libxml, doubt] : cases) {
-    EXPECT_THAT(find_doubts(file, {.name = name, .use_libxml = use_libxml}), ElementsAre(doubt));
-  }
-}
-
-TEST(profile_check, leaves_broken_files_to_the_reader_and_ends_after_a_hundred_doubts) {
-  for (const char* bytes :
-       {"", "<r>", "<r/>", "<!DOCTYPE r [<!ENTITY e 'x'>]><r><c odd=''/></r>"}) {
-    const profile_file file(bytes);
-    std::vector<std::string> doubts;
-    testing::internal::CaptureStderr();
-    EXPECT_FALSE(check_profile({.path = file.path}, doubts)) << bytes;
-    EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
-  }
-  std::string inside;
-  for (int i = 0; i < 200; ++i) inside += "<odd/>";
-  const std::vector<std::string> doubts = find_doubts(profile_file("<r><c>" + inside + "</c></r>"));
-  EXPECT_EQ(doubts.size(), 101u);
-  EXPECT_EQ(doubts.back(), " and more");
-}
-
-TEST(find_near_name, takes_the_fewest_changes_and_two_at_most) {
-  const std::string_view names[] = {"wait", "num", "nb", "mbytes", "files"};
-  const std::pair<const char*, const char*> cases[] = {
-      {"wiat", "wait"}, {"Wait", "wait"}, {"file", "files"}, {"byte", "mbytes"}, {"nun", "num"},
-      {"nb_", "nb"},    {"waiting", ""},  {"tiaw", ""},      {"x", ""},          {"", ""},
-  };
-  for (const auto& [name, near] : cases) EXPECT_EQ(find_near_name(name, names), near) << name;
 }
 
 }  // namespace
