@@ -127,18 +127,4 @@ robots_counts get_counts_robots_cache(const robots_cache& cache) {
           .nb_refused = cache.nb_refused.load(std::memory_order_relaxed)};
 }
 
-std::vector<robots_host> list_hosts_robots_cache(const robots_cache& cache, std::string_view after,
-                                                 size_t max) {
-  std::vector<robots_host> found;
-  const std::shared_lock<std::shared_mutex> hold(cache.lock);
-  for (auto at = cache.hosts.upper_bound(after); at != cache.hosts.end() && found.size() < max;
-       ++at) {
-    const robots_rules* rules = get_rules_of_slot(cache, at->second);
-    found.push_back({.host = at->first,
-                     .nb_rules = rules == nullptr ? 0 : rules->nb_rules,
-                     .is_being_fetched = at->second == ROBOTS_BEING_FETCHED});
-  }
-  return found;
-}
-
 }  // namespace wk

@@ -73,12 +73,6 @@ struct robots_counts {
   uint64_t nb_refused = 0;    // URLs
 };
 
-struct robots_host {
-  std::string host;
-  uint32_t nb_rules = 0;
-  bool is_being_fetched = false;
-};
-
 [[nodiscard]] robots_cache_ptr create_robots_cache(const fetch_settings& settings);
 
 // 1 when url may be fetched, 0 when a rule forbids it.
@@ -91,9 +85,5 @@ struct robots_host {
                                             http_fetcher& fetcher);
 
 [[nodiscard]] robots_counts get_counts_robots_cache(const robots_cache& cache);
-// At most max hosts, in the order of their bytes, beginning behind the text after ("": at the first
-// one). The last host of one answer is the after of the next.
-[[nodiscard]] std::vector<robots_host> list_hosts_robots_cache(const robots_cache& cache,
-                                                               std::string_view after, size_t max);
 
 }  // namespace wk
