@@ -5,5 +5,5 @@ cd "$(dirname "$0")/.."
 
 mode=(-i)
 if [ "${1:-}" = --check ]; then mode=(--dry-run --Werror); fi
-git ls-files --cached --others --exclude-standard -- '*.cc' '*.h' | sort |
-  xargs -d '\n' clang-format-14 "${mode[@]}"
+find app bench crawler examples tests tools wk* -name node_modules -prune -o \
+  \( -name '*.cc' -o -name '*.h' \) -print0 | sort -z | xargs -0 clang-format-14 "${mode[@]}"
