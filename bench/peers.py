@@ -89,8 +89,8 @@ def run_wget2(threads):
 
 
 def run_others():
-    """Each for three minutes at most; a status of 124 says that it was stopped then."""
-    limit = ["timeout", "180"]
+    """Each for two minutes at most; a status of 124 or 137 says that it was stopped then."""
+    limit = ["timeout", "-k", "5", "120"]
     run("wget", [*limit, "wget", "-q", "-r", "-l", "inf", "-e", "robots=off", "-nH",
                  url + "index.html"], make_place("wget"))
     run("httrack", [*limit, "httrack", url + "index.html", "-O", ".", "-q", "-r99999", "-s0", "-c16",
