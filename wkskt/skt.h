@@ -20,6 +20,15 @@ constexpr uint64_t SKT_NO_WAIT_US = 4'294'967'295;  // where stated: no wait is 
 constexpr uint32_t SKT_NO_NUMBER = 100'000'000;     // the answer of a failed integer receive
 constexpr int SKT_BUFFER_BYTES = 32'768;            // send and receive buffer of every socket
 
+// Why skt_open_with_timeout opened nothing.
+enum skt_fault : uint32_t {
+  SKT_NO_FAULT = 0,
+  SKT_PEER_FAULT,        // the peer refused, or did not answer in time
+  SKT_NO_ADDRESS_FAULT,  // the host's name was not found, or not in time
+  SKT_OWN_FAULT,         // refused: a server of this machine that nobody is to be led to
+  SKT_SHORTAGE_FAULT,    // this machine is short of handles, memory, client ports or threads
+};
+
 // The terms on which one operation may wait. Each single wait has the full limit.
 struct skt_terms {
   uint64_t limit_us = 0;
@@ -27,9 +36,14 @@ struct skt_terms {
   uint64_t deadline_us = 0;
   // When not null and set, every wait fails within 250 ms.
   const std::atomic<uint32_t>* stop = nullptr;
+
+  // Looked at by skt_open_with_timeout only.
   // A connection to this port on an address of this machine is refused, by the resolved address;
-  // 0: none. Looked at by skt_open_with_timeout only.
+  // 0: none.
   uint32_t refused_own_port = 0;
+  bool refuses_own_addresses = false;  // the same for every port
+  // When not null, receives why nothing was opened; with a shortage errno says of what.
+  skt_fault* fault = nullptr;
 };
 
 void skt_startup();
@@ -49,6 +63,9 @@ void skt_cleanup();
 [[nodiscard]] int skt_accept(int handle, uint32_t* address);
 void skt_close(int handle);
 [[nodiscard]] bool skt_is_alive(int handle);  // false: no socket, or the peer has closed
+
+// Whether a system's error says that this machine lacks something, and nothing of the peer.
+[[nodiscard]] bool is_skt_shortage(int error);
 
 // Whether a wait on these terms fails at once, its limit aside: stopped, or past the deadline.
 [[nodiscard]] bool is_over_skt_terms(const skt_terms& terms);

@@ -1,6 +1,5 @@
 #include <arpa/inet.h>
 #include <fcntl.h>
-#include <ifaddrs.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <poll.h>
@@ -12,6 +11,7 @@
 
 #include "wkskt/skt.h"
 #include "wkskt/skt_address_memory.h"
+#include "wkskt/skt_own.h"
 #include "wkskt/skt_resolve.h"
 #include "wkstd/clock.h"
 #include "wkstd/error.h"
@@ -35,32 +35,39 @@ const struct sockaddr* as_generic(const struct sockaddr_in& address) {
   return reinterpret_cast<const struct sockaddr*>(&address);
 }
 
-// An address in digits needs no resolver, and a name none that was asked for a short time ago.
-bool resolve_host(const char* host, uint32_t port, const skt_terms& terms,
-                  struct in_addr& address) {
-  if (read_skt_address(host, address)) return true;
-  if (recall_skt_address(host, get_steady_time_us(), address)) return true;
-  if (look_up_skt_address(host, terms, address)) {
-    keep_skt_address(host, get_steady_time_us(), address);
-    return true;
+// Asks the resolver and remembers what it said. A stop says nothing about the host.
+skt_fault ask_for_host(const char* host, const skt_terms& terms, struct in_addr& address) {
+  switch (look_up_skt_address(host, terms, address)) {
+    case SKT_LOOK_UP_FOUND:
+      return SKT_NO_FAULT;
+    case SKT_LOOK_UP_SHORT:
+      return SKT_SHORTAGE_FAULT;
+    case SKT_LOOK_UP_FAILED:
+      keep_missing_skt_address(host, get_steady_time_us());
+      return SKT_NO_ADDRESS_FAULT;
+    case SKT_LOOK_UP_STOPPED:
+      break;
   }
-  print_message(format_text("Socket error: %s:%d\n", host, static_cast<int>(port)));
-  return false;
+  return SKT_PEER_FAULT;
 }
 
-bool is_own_address(struct in_addr address) {
-  const uint32_t number = ntohl(address.s_addr);
-  if (number >> 24 == 127 || number == INADDR_ANY) return true;
-  struct ifaddrs* interfaces = nullptr;
-  if (::getifaddrs(&interfaces) != 0) return true;  // who can't be asked is not trusted
-  bool own = false;
-  for (const struct ifaddrs* i = interfaces; i != nullptr && !own; i = i->ifa_next) {
-    if (i->ifa_addr == nullptr || i->ifa_addr->sa_family != AF_INET) continue;
-    own =
-        reinterpret_cast<const struct sockaddr_in*>(i->ifa_addr)->sin_addr.s_addr == address.s_addr;
+// An address in digits needs no resolver, and a name none that was asked for a short time ago.
+skt_fault resolve_host(const char* host, uint32_t port, const skt_terms& terms,
+                       struct in_addr& address) {
+  if (read_skt_address(host, address)) return SKT_NO_FAULT;
+  skt_fault fault = SKT_NO_ADDRESS_FAULT;
+  switch (recall_skt_address(host, get_steady_time_us(), address)) {
+    case SKT_ADDRESS_KNOWN:
+      return SKT_NO_FAULT;
+    case SKT_ADDRESS_MISSING:
+      break;
+    case SKT_ADDRESS_UNKNOWN:
+      fault = ask_for_host(host, terms, address);
   }
-  ::freeifaddrs(interfaces);
-  return own;
+  if (fault != SKT_NO_FAULT && fault != SKT_SHORTAGE_FAULT) {
+    print_message(format_text("Socket error: %s:%d\n", host, static_cast<int>(port)));
+  }
+  return fault;
 }
 
 void set_option(int handle, int level, int name, int value) {
@@ -80,6 +87,7 @@ bool finish_connect(int handle) {
   if (::getsockopt(handle, SOL_SOCKET, SO_ERROR, &error, &length) != 0) {
     return ::send(handle, "", 0, MSG_NOSIGNAL) == 0;
   }
+  errno = error;
   return error == 0;
 }
 
@@ -106,6 +114,7 @@ bool connect_within_limit(int handle, const struct sockaddr_in& address, const s
   return ::fcntl(handle, F_SETFL, 0) == 0;  // blocking again; a socket has no other flag
 }
 
+// -1 and the reason in errno.
 int connect_to(struct in_addr host, uint32_t port, const skt_terms& terms) {
   const bool limited = terms.limit_us != 0;
   const int handle =
@@ -117,8 +126,29 @@ int connect_to(struct in_addr host, uint32_t port, const skt_terms& terms) {
   const bool connected = limited ? connect_within_limit(handle, address, terms)
                                  : connect_in_blocking_mode(handle, address);
   if (connected) return handle;
+  const int reason = errno;
   skt_close(handle);
+  errno = reason;
   return -1;
+}
+
+bool is_refused_own(struct in_addr address, uint32_t port, const skt_terms& terms) {
+  const bool is_refused_port = terms.refused_own_port != 0 && port == terms.refused_own_port;
+  return (is_refused_port || terms.refuses_own_addresses) && is_own_skt_address(address);
+}
+
+skt_fault open_connection(int& handle, const char* host, uint32_t port, const skt_terms& terms) {
+  struct in_addr address {};
+  const skt_fault fault = resolve_host(host, port, terms, address);
+  if (fault != SKT_NO_FAULT) return fault;
+  if (is_refused_own(address, port, terms)) return SKT_OWN_FAULT;
+  errno = 0;
+  handle = connect_to(address, port, terms);
+  if (handle >= 0) return SKT_NO_FAULT;
+  // "Again" is a connect's way to say that there is no client port or route left.
+  if (is_skt_shortage(errno) || errno == EAGAIN) return SKT_SHORTAGE_FAULT;
+  forget_skt_address(host);
+  return SKT_PEER_FAULT;
 }
 
 }  // namespace
@@ -129,16 +159,13 @@ void skt_startup() {}
 void skt_cleanup() {}
 
 int skt_open_with_timeout(const char* host, uint32_t port, const skt_terms& terms) {
-  if (port == 0 || port > MAX_PORT) return -1;
-  if (host == nullptr) return skt_listen("0.0.0.0", port);
-  if (*host == '\0') return -1;
-  struct in_addr address {};
-  if (!resolve_host(host, port, terms, address)) return -1;
-  if (terms.refused_own_port != 0 && port == terms.refused_own_port && is_own_address(address)) {
-    return -1;
+  int handle = -1;
+  skt_fault fault = SKT_PEER_FAULT;
+  if (port != 0 && port <= MAX_PORT) {
+    if (host == nullptr) return skt_listen("0.0.0.0", port);
+    if (*host != '\0') fault = open_connection(handle, host, port, terms);
   }
-  const int handle = connect_to(address, port, terms);
-  if (handle < 0) forget_skt_address(host);
+  if (terms.fault != nullptr) *terms.fault = fault;
   return handle;
 }
 
@@ -147,7 +174,10 @@ int skt_open(const char* host, uint32_t port) { return skt_open_with_timeout(hos
 int skt_listen(const char* address, uint32_t port) {
   struct in_addr host {};
   if (port > MAX_PORT) return -1;
-  if (!read_skt_address(address, host) && !look_up_skt_address(address, {}, host)) return -1;
+  if (!read_skt_address(address, host) &&
+      look_up_skt_address(address, {}, host) != SKT_LOOK_UP_FOUND) {
+    return -1;
+  }
   const int handle = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
   if (handle < 0) return -1;
   const struct linger one_second = {1, 1};
@@ -163,6 +193,19 @@ int skt_listen(const char* address, uint32_t port) {
     return -1;
   }
   return handle;
+}
+
+bool is_skt_shortage(int error) {
+  switch (error) {
+    case EMFILE:
+    case ENFILE:
+    case ENOBUFS:
+    case ENOMEM:
+    case EADDRNOTAVAIL:
+      return true;
+    default:
+      return false;
+  }
 }
 
 uint32_t skt_get_bound_port(int handle) {

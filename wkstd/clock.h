@@ -8,6 +8,6 @@ namespace wk {
 
 [[nodiscard]] uint64_t get_wall_time_us();       // µs since 1970
 [[nodiscard]] uint32_t get_wall_time_seconds();  // s since 1970
-[[nodiscard]] uint64_t get_steady_time_us();     // µs since some start; never goes back
+[[nodiscard]] uint64_t get_steady_time_us();     // µs since the machine's start; never goes back
 
 }  // namespace wk

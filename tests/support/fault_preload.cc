@@ -35,14 +35,40 @@ struct named_error {
   const char* name;
   int number;
 };
-constexpr named_error ERRORS[] = {{"ENOSPC", ENOSPC},         {"EIO", EIO},
-                                  {"EMFILE", EMFILE},         {"ENOMEM", ENOMEM},
-                                  {"ENOBUFS", ENOBUFS},       {"EADDRINUSE", EADDRINUSE},
-                                  {"ECONNRESET", ECONNRESET}, {"ECONNREFUSED", ECONNREFUSED},
-                                  {"ETIMEDOUT", ETIMEDOUT},   {"ECONNABORTED", ECONNABORTED},
+constexpr named_error ERRORS[] = {{"ENOSPC", ENOSPC},
+                                  {"EIO", EIO},
+                                  {"EMFILE", EMFILE},
+                                  {"ENOMEM", ENOMEM},
+                                  {"ENOBUFS", ENOBUFS},
+                                  {"EADDRINUSE", EADDRINUSE},
+                                  {"EADDRNOTAVAIL", EADDRNOTAVAIL},
+                                  {"ECONNRESET", ECONNRESET},
+                                  {"ECONNREFUSED", ECONNREFUSED},
+                                  {"ETIMEDOUT", ETIMEDOUT},
+                                  {"ECONNABORTED", ECONNABORTED},
                                   {"EAI_AGAIN", EAGAIN}};
 
 constexpr size_t MAX_PATH_BYTES = 4'096;
+
+struct shown_clock {
+  int64_t speed = 1;  // negative: it runs backwards
+  timespec start{};
+};
+
+void start_shown_clock(shown_clock& shown, clockid_t clock, const char* speed) {
+  shown.speed = *speed == '\0' ? 1 : std::strtol(speed, nullptr, 10);
+  syscall(SYS_clock_gettime, clock, &shown.start);
+}
+
+void speed_up(const shown_clock& shown, timespec& time) {
+  if (shown.speed == 1) return;
+  constexpr int64_t NS = 1'000'000'000;
+  const int64_t passed =
+      (time.tv_sec - shown.start.tv_sec) * NS + time.tv_nsec - shown.start.tv_nsec;
+  const int64_t ns = shown.start.tv_sec * NS + shown.start.tv_nsec + passed * shown.speed;
+  time.tv_sec = ns / NS;
+  time.tv_nsec = ns % NS;
+}
 
 struct fault_plan {
   char path[MAX_PATH_BYTES] = "";
@@ -54,8 +80,8 @@ struct fault_plan {
   int error = 0;           // 0: the process ends
   bool tears = false;
   bool no_sync = false;
-  int64_t clock_speed = 1;
-  timespec clock_start{};
+  shown_clock wall;
+  shown_clock steady;
 
   std::atomic<bool> is_on{false};
   std::atomic<bool> has_begun{false};  // the marker was seen
@@ -199,8 +225,8 @@ void arm_faults() {
   }
   plan.tears = std::strcmp(action, "tear") == 0;
   plan.no_sync = *get_variable("WK_FAULT_NO_SYNC") != '\0';
-  plan.clock_speed = std::strtol(get_variable("WK_CLOCK_SPEED"), nullptr, 10);
-  syscall(SYS_clock_gettime, CLOCK_REALTIME, &plan.clock_start);
+  start_shown_clock(plan.wall, CLOCK_REALTIME, get_variable("WK_CLOCK_SPEED"));
+  start_shown_clock(plan.steady, CLOCK_BOOTTIME, get_variable("WK_STEADY_SPEED"));
   plan.has_begun = false;
   plan.nb_calls = 0;
   plan.nb_done = 0;
@@ -334,14 +360,8 @@ struct dirent* readdir(DIR* directory) {
 
 int clock_gettime(clockid_t clock, struct timespec* time) noexcept {
   const long answer = syscall(SYS_clock_gettime, clock, time);
-  if (answer == 0 && clock == CLOCK_REALTIME && plan.clock_speed > 1) {
-    constexpr int64_t NS = 1'000'000'000;
-    const int64_t passed =
-        (time->tv_sec - plan.clock_start.tv_sec) * NS + time->tv_nsec - plan.clock_start.tv_nsec;
-    const int64_t shown = plan.clock_start.tv_nsec + passed * plan.clock_speed;
-    time->tv_sec = plan.clock_start.tv_sec + shown / NS;
-    time->tv_nsec = shown % NS;
-  }
+  if (answer == 0 && clock == CLOCK_REALTIME) speed_up(plan.wall, *time);
+  if (answer == 0 && clock == CLOCK_BOOTTIME) speed_up(plan.steady, *time);
   return static_cast<int>(answer);
 }
 

@@ -20,7 +20,9 @@
 //                    "tear": the same, but a half of what is to be written is written before
 //   WK_FAULT_NO_SYNC not empty: fsync answers at once. Only the power can tell the difference, not
 //                    the end of a process
-//   WK_CLOCK_SPEED   the wall clock runs that many times as fast; the steady clock does not
+//   WK_CLOCK_SPEED   the wall clock runs that many times as fast; a negative number: backwards
+//   WK_STEADY_SPEED  the same of the program's steady clock (wkstd/clock.h); sleeps stay as they
+//   are
 #pragma once
 
 #include <string>
