@@ -5,6 +5,7 @@
 
 #include "crawler/horizon/horizon.h"
 #include "crawler/url/url_form.h"
+#include "crawler/url/url_parts.h"
 #include "wkstd/clock.h"
 #include "wkstd/error.h"
 #include "wkstd/state_stream.h"
@@ -82,9 +83,10 @@ frontier_answer get_url(frontier_ops& ops, std::string& url, uint32_t& allowed_t
   horizon& self = *ops.self;
   url.clear();
   const std::lock_guard<std::mutex> hold(self.lock);
-  nfrontier_answer answer = get_nfrontier(url, allowed_time, self.frontier);
+  const uint64_t now_us = get_steady_time_us();
+  nfrontier_answer answer = get_nfrontier(url, allowed_time, self.frontier, now_us);
   if (answer == NFRONTIER_EMPTY && merge_unknown(self)) {
-    answer = get_nfrontier(url, allowed_time, self.frontier);
+    answer = get_nfrontier(url, allowed_time, self.frontier, now_us);
   }
   if (answer == NFRONTIER_WAIT) return FRONTIER_WAIT;
   if (answer == NFRONTIER_EMPTY) return FRONTIER_EMPTY;
@@ -135,12 +137,14 @@ void begin_url(frontier_ops& ops) {
 void end_url(frontier_ops& ops, std::string_view url) {
   const std::lock_guard<std::mutex> hold(ops.self->lock);
   take_back_url(ops.self->hands, url);
+  end_url_host_terms(ops.self->frontier.terms, find_url_host(url));
   if (ops.self->active_urls > 0) --ops.self->active_urls;
 }
 
 void refuse_url(frontier_ops& ops, std::string_view url) {
   const std::lock_guard<std::mutex> hold(ops.self->lock);
   take_back_url(ops.self->hands, url);
+  end_url_host_terms(ops.self->frontier.terms, find_url_host(url));
 }
 
 bool is_exhausted(frontier_ops& ops) {
@@ -152,6 +156,23 @@ bool is_exhausted(frontier_ops& ops) {
 void exhaust_host(frontier_ops& ops, std::string_view host) {
   const std::lock_guard<std::mutex> hold(ops.self->lock);
   exhaust_host_nfrontier(ops.self->frontier, host);
+}
+
+void set_host_share(frontier_ops& ops, uint32_t share) {
+  const std::lock_guard<std::mutex> hold(ops.self->lock);
+  ops.self->frontier.terms.share = share;
+}
+
+// The lock is taken only where it matters: every page is an answer.
+void tell_answer(frontier_ops& ops, std::string_view url) {
+  if (ops.self->frontier.terms.nb_at_share.load(std::memory_order_relaxed) == 0) return;
+  const std::lock_guard<std::mutex> hold(ops.self->lock);
+  answer_host_terms(ops.self->frontier.terms, find_url_host(url));
+}
+
+void rest_host(frontier_ops& ops, std::string_view host, uint64_t rest_us) {
+  const std::lock_guard<std::mutex> hold(ops.self->lock);
+  rest_host_terms(ops.self->frontier.terms, host, get_steady_time_us(), rest_us);
 }
 
 constexpr frontier_ops HORIZON_OPS = {
@@ -177,6 +198,9 @@ constexpr frontier_ops HORIZON_OPS = {
     .active_urls = active_urls,
     .is_exhausted = is_exhausted,
     .exhaust_host = exhaust_host,
+    .set_host_share = set_host_share,
+    .tell_answer = tell_answer,
+    .rest_host = rest_host,
 };
 
 uint32_t take_default_if_zero(uint32_t value, uint32_t standard) {

@@ -61,6 +61,19 @@ struct frontier_ops {
   bool (*is_exhausted)(frontier_ops& ops);
   // From now on URLs of this host (as find_url_host gives it) are dropped when their turn comes.
   void (*exhaust_host)(frontier_ops& ops, std::string_view host);
+
+  // How spiders keep from waiting for the same host. Each may be null: the kind knows no such
+  // terms.
+  //
+  // At most that many URLs of one host are in hands while there is one of another to hand out, and
+  // of a host that has stopped answering in any case. 0: no such bound. Before any URL is handed
+  // out.
+  void (*set_host_share)(frontier_ops& ops, uint32_t share);
+  // The host of this URL has answered.
+  void (*tell_answer)(frontier_ops& ops, std::string_view url);
+  // No URL of this host is handed out for so many µs, unless there are no others. They keep their
+  // place.
+  void (*rest_host)(frontier_ops& ops, std::string_view host, uint64_t rest_us);
 };
 
 struct horizon_settings {

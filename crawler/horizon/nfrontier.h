@@ -8,26 +8,40 @@
 // is set back, an allowed time that then lies more than two intervals ahead becomes one interval
 // ahead, so no queue waits for the clock to catch up.
 //
+// A URL whose host is not to be asked at the moment (host_terms.h) is set aside within its queue,
+// and those behind it are served meanwhile; it is the first to go when its host is welcome again. A
+// queue that holds nothing but hosts at rest is looked at four times a second. When nothing is in
+// spiders' hands and there is nothing else in any queue, URLs of hosts at rest are handed out all
+// the same: a crawl comes to its end. So they are where too many of them are set aside.
+//
 // Queues are made when their first URL comes, so a large number of them costs nothing by itself.
 // Threads: one at a time, under the horizon's lock; nb_urls may be read without it.
 #pragma once
 
 #include <atomic>
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <string_view>
 #include <unordered_map>
 
+#include "crawler/horizon/host_terms.h"
 #include "crawler/horizon/url_queue.h"
+#include "crawler/horizon/urls_aside.h"
 #include "wkdt/hash_string.h"
 #include "wkdt/heap.h"
 #include "wkstd/file.h"
 
 namespace wk {
 
+constexpr size_t MAX_URLS_ASIDE = 1'000;        // of one queue
+constexpr size_t MAX_BYTES_ASIDE = 16UL << 20;  // of all queues
+
 struct frontier_queue {
   url_queue urls;
+  urls_aside aside;  // taken from urls, and still to be handed out before them
   uint64_t next_time_us = 0;
+  bool is_blocked = false;  // when it was last looked at no host in it was welcome
 };
 
 struct nfrontier {
@@ -38,6 +52,9 @@ struct nfrontier {
   uint64_t (*get_time_us)() = nullptr;
   uint32_t nb_hosts_expected = 0;
 
+  host_terms terms;
+  size_t nb_bytes_aside = 0;
+  uint32_t nb_blocked = 0;           // queues
   hash_string_ptr host_table;        // host -> 1: its URLs are dropped; null until the first one
   std::atomic<uint32_t> nb_urls{0};  // in all queues
   std::unordered_map<uint32_t, frontier_queue> queues;
@@ -57,10 +74,11 @@ void init_nfrontier(nfrontier& frontier);
 // The queue of that number, made when it is asked for the first time.
 frontier_queue& find_or_make_queue_nfrontier(nfrontier& frontier, uint32_t index);
 void push_nfrontier(nfrontier& frontier, std::string_view url);
-// The next URL of the queue that is due first. allowed_time receives the time (s since 1970) from
-// which that queue may be served, with NFRONTIER_WAIT rounded up.
+// The next URL of the queue that is due first and holds one of a welcome host. The URL is in a
+// spider's hands until end_url_host_terms. allowed_time receives the time (s since 1970) from which
+// that queue may be served, with NFRONTIER_WAIT rounded up.
 [[nodiscard]] nfrontier_answer get_nfrontier(std::string& url, uint32_t& allowed_time,
-                                             nfrontier& frontier);
+                                             nfrontier& frontier, uint64_t steady_now_us);
 void exhaust_host_nfrontier(nfrontier& frontier, std::string_view host);
 void clear_nfrontier(nfrontier& frontier);  // forgets every URL; every queue is due at once
 

@@ -38,6 +38,7 @@ std::string describe_state(test_horizon& h) {
 // Runs a script; commands are separated by ", ". URLs are http unless they say otherwise.
 //   + URL...      adds          drop HOST   exhausts the host   at MS    sets the clock
 //   end URL       ends          refuse URL  refuses             begin    one more is in work
+//   share N       of one host   answer URL  its host answered   rest HOST   for an hour
 //   busy.../exhausted...  the state is that         anything else: a take gives that
 void run_script(test_horizon& h, const std::string& script) {
   for (size_t at = 0, end = 0; at < script.size(); at = end + 2) {
@@ -60,6 +61,12 @@ void run_script(test_horizon& h, const std::string& script) {
       h.ops->end_url(*h.ops, complete_url(word));
     } else if (verb == "refuse") {
       h.ops->refuse_url(*h.ops, complete_url(word));
+    } else if (verb == "share") {
+      h.ops->set_host_share(*h.ops, static_cast<uint32_t>(std::stoul(word)));
+    } else if (verb == "answer") {
+      h.ops->tell_answer(*h.ops, complete_url(word));
+    } else if (verb == "rest") {
+      h.ops->rest_host(*h.ops, word, 3'600 * SECOND);
     } else if (verb == "begin") {
       h.ops->begin_url(*h.ops);
     } else if (verb == "busy" || verb == "exhausted") {
@@ -109,6 +116,45 @@ TEST(frontier, serves_each_queue_once_an_interval_and_knows_what_is_in_hands) {
                     .interval_seconds = interval});
     run_script(h, script);
   }
+}
+
+TEST(frontier, keeps_the_place_of_urls_whose_host_is_not_to_be_asked) {
+  const std::tuple<const char*, uint32_t, const char*> cases[] = {
+      {"a silent host gets its share, and the others all else", 1,
+       "share 2, + a/1 a/2 a/3 b/1 a/4 c/1, a/1 0, a/2 0, b/1 0, c/1 0, wait 1, at 1000, "
+       "busy 2 queued 4 active, end a/1, a/3 0, wait 2, at 2000, end a/2, a/4 1, empty"},
+      {"the same over many queues", A_QUEUE_A_HOST,
+       "share 1, + a/1 a/2 b/1 b/2, a/1 0, b/1 0, wait 1, at 1000, end b/1, b/2 0, wait 2"},
+      {"a host that answers gets more where there is nothing else", 1,
+       "share 2, + a/1 a/2 a/3 a/4 a/5 b/1, a/1 0, a/2 0, answer a/1, b/1 0, a/3 0, a/4 0, "
+       "wait 1, at 1000, answer a/2, a/5 0, empty"},
+      {"a host that rests waits for the others to be done", 1,
+       "+ x/1 x/2 a/1 x/3 a/2, rest x, a/1 0, a/2 0, wait 1, at 1000, end a/1, wait 2, + a/3, "
+       "at 2000, a/3 1, end a/3, wait 3, at 3000, end a/2, x/1 2, wait 4, at 4000, end x/1, x/2 3, "
+       "end x/2, x/3 4, end x/3, exhausted 0 queued 0 active"},
+      {"it rests no longer once it has answered", 1,
+       "share 1, + x/1 x/2 a/1 a/2, x/1 0, rest x, a/1 0, answer x/1, end x/1, x/2 0, wait 1"},
+      {"what is set aside of an exhausted host is dropped", 1,
+       "+ x/1 x/2 a/1, rest x, a/1 0, drop x, end a/1, x/2 0, empty"},
+  };
+  for (const auto& [name, nb_queues, script] : cases) {
+    SCOPED_TRACE(name);
+    test_horizon h({.nb_queues = nb_queues});
+    run_script(h, script);
+  }
+}
+
+TEST(frontier, hands_out_what_rests_when_there_is_too_much_of_it_and_saves_it) {
+  test_horizon h({.nb_queues = 1});
+  h.ops->rest_host(*h.ops, "x", 3'600 * SECOND);
+  for (size_t i = 0; i <= MAX_URLS_ASIDE; ++i) add(h, "http://x/" + std::to_string(i));
+  run_script(h, "x/0 0, + a/1");
+  {
+    const std::unique_lock<std::mutex> hold = lock_horizon(*h.ops->self);
+    ASSERT_EQ(save_horizon(*h.ops->self), HORIZON_OK);
+  }
+  ASSERT_EQ(restore(h), HORIZON_OK);
+  EXPECT_EQ(h.ops->count_urls(*h.ops), MAX_URLS_ASIDE + 2);  // the one in hands too
 }
 
 TEST(frontier, takes_only_urls_that_may_be_crawled_and_each_once) {
