@@ -11,6 +11,7 @@
 #include <string_view>
 #include <vector>
 
+#include "crawler/fetch/local_shortage.h"
 #include "wkstd/stop_gate.h"
 
 namespace wk {
@@ -26,6 +27,7 @@ struct fetch_settings {
   std::string proxy;          // "host:port" or a URL; empty: none
   bool strict_safety = false;
   bool canonical_urls = false;
+  mutable local_shortage shortage;  // needs no lock
 
   // Guards all below.
   mutable std::shared_mutex lock;

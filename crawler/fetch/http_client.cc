@@ -1,9 +1,11 @@
 #include "crawler/fetch/http_client.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdlib>
 #include <string_view>
 
+#include "wkskt/skt_own.h"
 #include "wkstd/clock.h"
 #include "wkstd/text.h"
 
@@ -39,18 +41,35 @@ struct head_reading {
 
 bool is_past_deadline(const skt_terms& terms) { return get_steady_time_us() >= terms.deadline_us; }
 
-bool is_over(const skt_terms& terms) {
-  const bool stopped = terms.stop != nullptr && terms.stop->load(std::memory_order_relaxed) != 0;
-  return stopped || is_past_deadline(terms);
+bool is_stopped(const skt_terms& terms) {
+  return terms.stop != nullptr && terms.stop->load(std::memory_order_relaxed) != 0;
 }
 
+bool is_over(const skt_terms& terms) { return is_stopped(terms) || is_past_deadline(terms); }
+
+// An administration page of any crawl steers it, whoever asks.
+bool is_admin_page(const http_request& request) {
+  return request.target.path.starts_with("/webadmin/");
+}
+
+// fault receives why no connection was made.
 skt_terms build_terms(const http_request& request, const http_surroundings& surroundings,
-                      bool fixed_timeout) {
+                      bool fixed_timeout, skt_fault& fault) {
   const uint64_t asked_us = std::max<uint64_t>(uint64_t{request.timeout_ms} * 1000, 1);
   return {.limit_us = fixed_timeout ? HTTP_WAIT_LIMIT_US : asked_us,
           .deadline_us = get_steady_time_us() + surroundings.attempt_limit_us,
           .stop = surroundings.stop,
-          .refused_own_port = surroundings.own_port};
+          .refused_own_port = surroundings.own_port,
+          .refuses_own_addresses = surroundings.strict_safety && is_admin_page(request),
+          .fault = &fault};
+}
+
+// A proxy on this machine would reach what the machine's own connections are kept from. What the
+// proxy's resolver makes of other names is not known here.
+bool is_kept_from_proxy(const http_request& request, const skt_terms& terms) {
+  const bool is_refused_port =
+      terms.refused_own_port != 0 && request.target.port == terms.refused_own_port;
+  return (is_refused_port || terms.refuses_own_addresses) && is_own_skt_host(request.target.host);
 }
 
 std::string_view choose_proxy(const http_surroundings& surroundings) {
@@ -66,7 +85,29 @@ int connect_to_peer(const http_request& request, std::string_view proxy, const s
   }
   url_address peer;
   if (split_url(peer, proxy) == 0) return -1;
-  return skt_open_with_timeout(peer.host.c_str(), peer.port, terms);
+  if (is_kept_from_proxy(request, terms)) {
+    *terms.fault = SKT_OWN_FAULT;
+    return -1;
+  }
+  skt_terms of_proxy = terms;  // which may well be on this machine
+  of_proxy.refuses_own_addresses = false;
+  return skt_open_with_timeout(peer.host.c_str(), peer.port, of_proxy);
+}
+
+http_trouble find_trouble(const skt_terms& terms) {
+  if (is_stopped(terms)) return HTTP_STOPPED;
+  switch (*terms.fault) {
+    case SKT_NO_FAULT:
+    case SKT_PEER_FAULT:
+      break;
+    case SKT_NO_ADDRESS_FAULT:
+      return HTTP_NO_ADDRESS;
+    case SKT_OWN_FAULT:
+      return HTTP_OWN_SERVER;
+    case SKT_SHORTAGE_FAULT:
+      return HTTP_SHORTAGE;
+  }
+  return is_skt_shortage(errno) ? HTTP_SHORTAGE : HTTP_NO_TROUBLE;
 }
 
 // A line that is just "HTTP/" or has no blank is passed over.
@@ -77,6 +118,7 @@ void read_status_line(head_reading& reading, std::string_view line) {
   reading.response.status =
       static_cast<uint32_t>(std::max(parse_integer(line.substr(blank + 1)), 0));
   reading.has_status = true;
+  reading.response.has_answered = true;
 }
 
 void hand_out_cookie(head_reading& reading, std::string_view value) {
@@ -132,12 +174,22 @@ uint32_t read_head(head_reading& reading, int handle, const skt_terms& terms) {
   return STATUS_NOT_ASKABLE;
 }
 
+// What has no body is over with its head, though the server may keep the connection open.
+bool has_no_body(const head_reading& reading, uint32_t announced) {
+  const uint32_t status = reading.response.status;
+  return status == 204 || status == 304 || (reading.has_length && announced == 0);
+}
+
 // Reads the body and settles the Content-Length header. The memory grows with what comes, not with
 // what was announced.
 uint32_t read_body(head_reading& reading, int handle, const skt_terms& terms) {
   http_response& response = reading.response;
   const uint32_t announced = http_headers_content_length(response.headers);
   if (announced > HTTP_MAX_BODY_BYTES) return STATUS_NOT_ASKABLE;
+  if (has_no_body(reading, announced)) {
+    http_headers_set_content_length(response.headers, 0);
+    return response.status;
+  }
   const size_t wanted = announced != 0 ? announced : HTTP_MAX_BODY_BYTES + size_t{1};
 
   std::string& body = response.body;
@@ -175,17 +227,26 @@ uint32_t make_attempt(http_request& request, http_response& response,
   if (!format_request(request)) return STATUS_NOT_ASKABLE;
   if (hooks.before_connect != nullptr) hooks.before_connect(request, hooks.before_context);
 
-  const skt_terms terms = build_terms(request, surroundings, fixed_timeout);
+  skt_fault fault = SKT_NO_FAULT;
+  const skt_terms terms = build_terms(request, surroundings, fixed_timeout, fault);
   const socket_holder peer(connect_to_peer(request, proxy, terms));
+  // From here on what a call leaves there tells a shortage from a failure of the site's.
+  if (peer.handle >= 0) errno = 0;
   if (!skt_is_alive(peer.handle) ||
       skt_send_all_with_timeout(peer.handle, request.text, terms) == 0) {
+    response.trouble = find_trouble(terms);
     return is_past_deadline(terms) ? STATUS_TOO_SLOW : STATUS_NOT_ASKABLE;
   }
 
   head_reading reading{request, response};
   const uint32_t failure = read_head(reading, peer.handle, terms);
-  if (failure != 0) return failure;
+  if (failure != 0) {
+    response.trouble = find_trouble(terms);
+    return failure;
+  }
+  const uint32_t of_head = response.status;
   response.status = read_body(reading, peer.handle, terms);
+  if (response.status != of_head) response.trouble = find_trouble(terms);
   if (hooks.after_receive != nullptr) {
     hooks.after_receive(request, response, hooks.after_context);
   }

@@ -1,7 +1,8 @@
 // One attempt to get one document: one connection, one request, one response (HTTP/1.0, RFC 1945).
 //
 // Failures are statuses, never messages: 400 for what cannot be asked for or is too large, 408 for
-// a head or an attempt that takes too long, 500 for a body shorter than it was announced.
+// a head or an attempt that takes too long, 500 for a body shorter than it was announced. Where the
+// site has no part in a failure the response's trouble says so.
 #pragma once
 
 #include <atomic>
@@ -25,7 +26,8 @@ constexpr uint32_t HTTP_MAX_COOKIE_BYTES = 8'192;
 struct http_surroundings {
   std::string proxy;                            // the environment's HTTP_PROXY goes before it
   const std::atomic<uint32_t>* stop = nullptr;  // ends every wait; null: none
-  uint32_t own_port = 0;                        // never connected to on this machine; 0: none
+  uint32_t own_port = 0;                        // never asked for on this machine; 0: none
+  bool strict_safety = false;                   // nor is an administration page on any port of it
   uint64_t attempt_limit_us = HTTP_ATTEMPT_LIMIT_US;
 };
 

@@ -1,6 +1,7 @@
 #include "crawler/fetch/http_fetcher.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <chrono>
 #include <cstdio>
 #include <mutex>
@@ -33,6 +34,7 @@ int find_settings_credential(std::string_view url, std::string& value, void* con
 fetch_plan build_fetch_plan(const fetch_settings& settings) {
   fetch_plan plan;
   plan.surroundings.proxy = settings.proxy;
+  plan.surroundings.strict_safety = settings.strict_safety;
   if (settings.gate != nullptr) plan.surroundings.stop = &settings.gate->stop;
   const std::shared_lock<std::shared_mutex> hold(settings.lock);
   // In 32 bits: a count of 4294967294 allows no attempt, 4294967295 one.
@@ -75,7 +77,8 @@ uint32_t call_transport(http_fetcher& fetcher, const http_surroundings& surround
                              transport->after_receive, transport->after_context);
 }
 
-// One attempt; its whole seconds, at least 1. A site without cookies has no cookie hook.
+// One attempt; its whole seconds, at least 1. A site without cookies has no cookie hook. errno says
+// of what a shortage is.
 uint32_t make_timed_attempt(http_fetcher& fetcher, const http_surroundings& surroundings) {
   const set_cookie_hook hook = fetcher.response.cookie_hook;
   if (hook != nullptr &&
@@ -84,11 +87,27 @@ uint32_t make_timed_attempt(http_fetcher& fetcher, const http_surroundings& surr
   }
   const uint64_t start_us = get_steady_time_us();
   fetcher.response.status = call_transport(fetcher, surroundings);
+  const int error = errno;
   fetcher.nb_body_bytes += fetcher.response.body.size();
   const uint64_t seconds = (get_steady_time_us() - start_us) / 1'000'000;
   fetcher.response.cookie_hook = hook;
   std::fflush(stdout);
+  errno = error;
   return static_cast<uint32_t>(std::max<uint64_t>(seconds, 1));
+}
+
+// The same, made when this machine can make it. An attempt that it could not make is none of the
+// site's.
+uint32_t make_attempt_when_possible(http_fetcher& fetcher, const http_surroundings& surroundings) {
+  for (;;) {
+    const uint32_t seconds = make_timed_attempt(fetcher, surroundings);
+    if (fetcher.response.trouble != HTTP_SHORTAGE) return seconds;
+    const fetch_settings& settings = *fetcher.settings;
+    if (wait_local_shortage(settings.shortage, errno, settings.gate)) {
+      fetcher.response.trouble = HTTP_STOPPED;
+      return seconds;
+    }
+  }
 }
 
 // What may never succeed by asking again.
@@ -208,9 +227,13 @@ int fetch_url(http_fetcher& fetcher, std::string_view url, std::string_view refe
     if (i > 0) {
       previous_status = fetcher.response.status;
       if (is_final_failure(previous_status)) return 0;
-      if (wait_for_retry(*fetcher.settings, plan.retry_wait_ms)) return 0;
+      if (wait_for_retry(*fetcher.settings, plan.retry_wait_ms)) {
+        fetcher.response.trouble = HTTP_STOPPED;
+        return 0;
+      }
     }
-    const uint32_t seconds = make_timed_attempt(fetcher, plan.surroundings);
+    const uint32_t seconds = make_attempt_when_possible(fetcher, plan.surroundings);
+    if (fetcher.response.trouble == HTTP_STOPPED) return 0;
     const fetch_step step = act_on_status(fetcher, previous_status);
     if (step == FETCH_FAILED) return 0;
     if (step == FETCH_DONE) {
@@ -231,7 +254,7 @@ bool fetch_url_once(http_fetcher& fetcher, std::string_view url, uint64_t limit_
   reset_http_response(fetcher.response);
   http_surroundings surroundings = build_fetch_plan(*fetcher.settings).surroundings;
   surroundings.attempt_limit_us = limit_us;
-  (void)make_timed_attempt(fetcher, surroundings);
+  (void)make_attempt_when_possible(fetcher, surroundings);
   return fetcher.response.status >= 200 && fetcher.response.status < 300;
 }
 

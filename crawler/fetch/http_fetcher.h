@@ -67,11 +67,13 @@ void prepare_request(http_fetcher& fetcher, uint32_t method, std::string_view ur
 // a 401 count among them. While an attempt asks a site that gets no cookies the response's cookie
 // hook is off. 1 when a 2xx response came; elapsed_seconds then holds the last attempt's time, at
 // least 1. 0 otherwise; the response tells the last status in both cases (0: no attempt was made).
+// While this machine is short of what an attempt needs the spider waits (local_shortage.h); a stop
+// that ends a wait or an attempt leaves the trouble HTTP_STOPPED.
 [[nodiscard]] int fetch_url(http_fetcher& fetcher, std::string_view url, std::string_view referer,
                             uint32_t& elapsed_seconds);
 
-// One attempt that ends within limit_us in all, for what a page loads on its way: no retry, no
-// redirect, no answer to a 401. With strict safety may_follow is asked before it begins. True when
+// One attempt that ends within limit_us, for what a page loads on its way: no retry, no redirect,
+// no answer to a 401. With strict safety may_follow is asked before it begins. True when
 // a 2xx response came.
 [[nodiscard]] bool fetch_url_once(http_fetcher& fetcher, std::string_view url, uint64_t limit_us);
 

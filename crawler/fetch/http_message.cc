@@ -116,6 +116,8 @@ void set_target_http_request(http_request& request, std::string_view url) {
 
 void reset_http_response(http_response& response) {
   response.status = 0;
+  response.trouble = HTTP_NO_TROUBLE;
+  response.has_answered = false;
   clear_http_headers(response.headers);
   if (response.body.capacity() > MAX_KEPT_BODY_BYTES) {
     std::string().swap(response.body);

@@ -38,8 +38,20 @@ struct http_request {
 // Receives every Set-cookie value of a response, with the address that was asked.
 using set_cookie_hook = void (*)(std::string_view value, const url_address& target, void* context);
 
+// What kept an attempt from the site's answer where the site had no part in it, or could not be
+// asked at all. The status is then what it is for a failure of the site's too.
+enum http_trouble : uint32_t {
+  HTTP_NO_TROUBLE = 0,
+  HTTP_STOPPED,     // the crawl was stopped meanwhile
+  HTTP_SHORTAGE,    // this machine is short of handles, memory, client ports or threads
+  HTTP_NO_ADDRESS,  // the host's name was not found
+  HTTP_OWN_SERVER,  // an administration of this machine, which no page leads to
+};
+
 struct http_response {
   uint32_t status = 0;
+  http_trouble trouble = HTTP_NO_TROUBLE;  // of the last attempt
+  bool has_answered = false;               // a status line came in the last attempt
   http_headers headers;
   std::string body;                       // bytes, zero bytes included
   set_cookie_hook cookie_hook = nullptr;  // null: cookies are off
