@@ -110,6 +110,10 @@ constexpr crawl_figure FIGURES[] = {
      get_spiders<SPIDER_PAUSED>},
     {"spiders_ended", "spiders", "state=\"ended\"", FIGURE_GAUGE, FIGURE_NUMBER, SPIDERS_HELP,
      get_spiders<SPIDER_ENDED>},
+    {"spiders_short", "local_shortage_spiders", "", FIGURE_GAUGE, FIGURE_NUMBER,
+     "Fetching spiders that wait because this machine is short of handles, ports, memory or "
+     "threads.",
+     [](facts f) -> uint64_t { return f.nb_short; }},
 
     {"quota_pages", "quota_pages", "", FIGURE_GAUGE, FIGURE_NUMBER,
      "Documents counted against the page quota.",

@@ -11,6 +11,11 @@
 namespace wk {
 namespace {
 
+// A number of the profile that must be positive to mean anything.
+uint32_t take_positive(int32_t number, uint32_t otherwise) {
+  return number > 0 ? static_cast<uint32_t>(number) : otherwise;
+}
+
 void copy_settings(Crawler& crawler, const CrawlerConfig& config) {
   crawler.profile = config;
   crawler.profile_name = config.name;
@@ -26,6 +31,7 @@ void copy_settings(Crawler& crawler, const CrawlerConfig& config) {
   crawler.forever_mode = static_cast<uint32_t>(config.forever_mode);
   crawler.depth_first = config.depth_first;
   crawler.waits_for_hosts = config.frontier_sleep_mode == 0;
+  crawler.host_interval_seconds = take_positive(config.sleep_interval_seconds, 0);
   crawler.canonical_urls = config.canonical_urls;
   crawler.store_directory = config.store_name;
   crawler.temp_directory = config.temp_data_path;
@@ -37,11 +43,6 @@ void prepare_temp_directory(const std::string& directory) {
     report_fatal_error("The temp directory for temporary data  is not valid .\n");
   }
   empty_directory(directory);
-}
-
-// A number of the profile that must be positive to mean anything.
-uint32_t take_positive(int32_t number, uint32_t otherwise) {
-  return number > 0 ? static_cast<uint32_t>(number) : otherwise;
 }
 
 frontier_ptr build_horizon(const CrawlerConfig& config) {
@@ -182,7 +183,8 @@ void set_up_checkpoint(Crawler& crawler, const CrawlerConfig& config) {
   }
   crawler.checkpoint_directory = config.checkpoint_directory;
   if (crawler.checkpoint_interval_seconds != 0) {
-    crawler.next_checkpoint_time = get_wall_time_seconds() + crawler.checkpoint_interval_seconds;
+    crawler.next_checkpoint_us =
+        get_steady_time_us() + uint64_t{crawler.checkpoint_interval_seconds} * 1'000'000;
   }
 }
 

@@ -37,6 +37,7 @@ struct crawl_facts {
   uint64_t start_wall_us = 0;  // 0: not started
   uint64_t uptime_us = 0;
   uint32_t nb_spiders = 0;  // started; some may have ended
+  uint32_t nb_short = 0;    // spiders that wait for what this machine is short of
 
   crawl_counts counts;
   uint64_t nb_fetches = 0;  // of all statuses

@@ -31,6 +31,7 @@ void add_to_batch(std::string_view url, uint32_t /*date*/, void* context) {
 void stop_crawler(Crawler& crawler) {
   const std::lock_guard<std::mutex> hold(crawler.gate.lock);
   write_log(*crawler.log, LOG_WARNING, "s-comment", "Crawler manually stopped.");
+  crawler.is_stopped_by_operator = true;
   crawler.gate.stop.store(1);
   crawler.gate.changed.notify_all();
 }

@@ -50,6 +50,7 @@ struct Crawler {
   page_allowance allowance;
   crawler_content_plugin plugins;  // may look at gate.stop; closed with the crawler at the latest
   bool waits_for_hosts = true;     // spiders keep to the host's allowed time
+  uint32_t host_interval_seconds = 0;
   bool canonical_urls = false;
   bool follows_links = true;  // hyperlink extraction is on
   uint32_t parse_javascript_flash = 0;
@@ -75,8 +76,9 @@ struct Crawler {
   bool depth_first = true;  // the order that the horizon is offered
   std::string checkpoint_directory;
   uint32_t checkpoint_interval_seconds = 0;
-  uint32_t next_checkpoint_time = 0;  // s since 1970
-  hash_string_ptr url_dates;          // URL -> s since 1970 when it was crawled; null: none
+  uint64_t next_checkpoint_us = 0;  // steady time (wkstd/clock.h)
+  bool is_stopped_by_operator = false;
+  hash_string_ptr url_dates;  // URL -> s since 1970 when it was crawled; null: none
 };
 using crawler_ptr = std::unique_ptr<Crawler>;
 

@@ -1,5 +1,6 @@
 #include "crawler/run/control_loop.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <string>
@@ -22,7 +23,13 @@ namespace {
 uint32_t begin_running(Crawler& crawler) {
   const std::lock_guard<std::mutex> hold(crawler.gate.lock);
   crawler.running = crawler.nb_spiders > 0;
-  if (crawler.running) begin_crawl_counters(crawler.counters, crawler.nb_spiders);
+  if (!crawler.running) return 0;
+  begin_crawl_counters(crawler.counters, crawler.nb_spiders);
+  // One host that does not answer leaves half of the spiders to the others.
+  frontier_ops& horizon = *crawler.horizon;
+  if (horizon.set_host_share != nullptr) {
+    horizon.set_host_share(horizon, std::max<uint32_t>(crawler.nb_spiders / 2, 1));
+  }
   return crawler.nb_spiders;
 }
 
@@ -57,28 +64,65 @@ bool test_end(Crawler& crawler) {
   return false;
 }
 
-// Caller holds the crawler's lock.
-void checkpoint_when_due(Crawler& crawler) {
-  const uint32_t now = get_wall_time_seconds();
-  if (crawler.checkpoint_interval_seconds == 0 || crawler.checkpoint_directory.empty() ||
-      now <= crawler.next_checkpoint_time) {
-    return;
-  }
-  std::string reason;
-  (void)write_checkpoint(crawler, crawler.checkpoint_directory, reason);  // told in the log
-  crawler.next_checkpoint_time = now + crawler.checkpoint_interval_seconds;
+bool has_periodic_checkpoints(const Crawler& crawler) {
+  return crawler.checkpoint_interval_seconds != 0 && !crawler.checkpoint_directory.empty();
 }
 
-// One round under the crawler's lock.
-void run_round(Crawler& crawler) {
+// Caller holds the crawler's lock.
+void checkpoint_crawl(Crawler& crawler) {
+  std::string reason;
+  (void)write_checkpoint(crawler, crawler.checkpoint_directory, reason);  // told in the log
+}
+
+// Caller holds the crawler's lock. The steady clock is asked, for the other one may be set back.
+void checkpoint_when_due(Crawler& crawler) {
+  const uint64_t now_us = get_steady_time_us();
+  if (!has_periodic_checkpoints(crawler) || now_us <= crawler.next_checkpoint_us) return;
+  checkpoint_crawl(crawler);
+  crawler.next_checkpoint_us = now_us + uint64_t{crawler.checkpoint_interval_seconds} * 1'000'000;
+}
+
+// A crawl that an operator stopped goes on from here. Every spider has ended.
+void checkpoint_after_stop(Crawler& crawler) {
   const std::lock_guard<std::mutex> hold(crawler.gate.lock);
-  if (!test_end(crawler)) checkpoint_when_due(crawler);
+  if (crawler.is_stopped_by_operator && has_periodic_checkpoints(crawler)) {
+    checkpoint_crawl(crawler);
+  }
+}
+
+void tell_shortage(const std::string& text, void* context) {
+  write_log(*static_cast<Crawler*>(context)->log, LOG_ERROR, "s-comment", text);
+}
+
+void tell_end_of_shortage(Crawler& crawler) {
+  if (!has_passed_local_shortage(crawler.fetch.shortage, get_steady_time_us())) return;
+  write_log(*crawler.log, LOG_ERROR, "s-comment",
+            "This machine has again what connections need; no fetch waits\n");
+}
+
+// One round under the crawler's lock. True when it has ended the crawl.
+bool run_round(Crawler& crawler) {
+  const std::lock_guard<std::mutex> hold(crawler.gate.lock);
+  const bool ended = test_end(crawler);
+  if (!ended) checkpoint_when_due(crawler);
+  tell_end_of_shortage(crawler);
   flush_outputs_crawler(crawler);
+  return ended;
 }
 
 uint32_t get_round_time_ms(Crawler& crawler) {
   const std::lock_guard<std::mutex> hold(crawler.gate.lock);
   return crawler.admin_thread_sleep_time_ms;
+}
+
+// Rounds until the crawl is stopped. A stop that a spider or an operator sets ends the sleep, and
+// one whole round is made behind it.
+void run_rounds(Crawler& crawler) {
+  bool is_last = false;
+  while (!is_last) {
+    is_last = sleep_stop_gate(crawler.gate, get_round_time_ms(crawler));
+    if (run_round(crawler)) return;
+  }
 }
 
 // A crawl does with as many spiders as the system lets it have, but not without any.
@@ -115,6 +159,8 @@ void run_main_loop(Crawler& crawler) {
   const uint32_t nb_spiders = begin_running(crawler);
   if (nb_spiders == 0) return;
   open_links_crawler(crawler);
+  crawler.fetch.shortage.tell = tell_shortage;
+  crawler.fetch.shortage.context = &crawler;
   write_log(*crawler.log, LOG_STATUS, "s-comment", "Crawler main loop started");
   // The port is open before a spider could be sent to it.
   const admin_server_ptr admin = open_admin_server(crawler);
@@ -123,13 +169,10 @@ void run_main_loop(Crawler& crawler) {
     std::vector<joined_thread> threads;
     start_spiders(crawler, watch, nb_spiders, threads);
     if (admin != nullptr) start_admin_server(*admin, threads);
-    while (!is_stopped(crawler.gate)) {
-      // A stop that a spider sets ends the sleep; the round behind it is made all the same.
-      sleep_stop_gate(crawler.gate, get_round_time_ms(crawler));
-      run_round(crawler);
-    }
+    run_rounds(crawler);
     if (admin != nullptr) end_admin_server(*admin);
   }  // every thread is joined here
+  checkpoint_after_stop(crawler);
   write_log(*crawler.log, LOG_STATUS, "s-comment", "Crawler main loop ended");
   flush_outputs_crawler(crawler);
   end_running(crawler);

@@ -1,5 +1,6 @@
 #include "crawler/run/spider.h"
 
+#include <algorithm>
 #include <string>
 #include <string_view>
 
@@ -9,6 +10,7 @@
 #include "crawler/fetch/http_fetcher.h"
 #include "crawler/url/url_form.h"
 #include "crawler/url/url_parts.h"
+#include "wkskt/skt_address_memory.h"
 #include "wkstd/clock.h"
 #include "wkstd/text.h"
 
@@ -39,7 +41,8 @@ struct spider {
 };
 
 // A step of a URL's way answers whether the way goes on. Whoever answers DONE has taken the URL out
-// of the spider's hands.
+// of the spider's hands, but after a stop: a URL that a stop cut off stays in them, where a
+// checkpoint finds it, and nothing is written about it.
 enum step : uint32_t { GO_ON, DONE };
 
 void log_url(spider& self, std::string_view what) {
@@ -66,6 +69,10 @@ bool may_follow_redirect(std::string_view url, void* context) {
          robots_allowed(*self.crawler.robots, url, *self.robots_fetcher) == 1;
 }
 
+bool is_cut_by_stop(const spider& self, const http_fetcher& fetcher) {
+  return is_stopped(self.crawler.gate) && fetcher.response.trouble == HTTP_STOPPED;
+}
+
 step release_url(spider& self) {
   self.crawler.horizon->end_url(*self.crawler.horizon, self.url);
   return DONE;
@@ -85,18 +92,18 @@ void wait_while_paused(spider& self) {
   wait_while_paused_stop_gate(self.crawler.gate);
 }
 
-// Waits for the moment from which the URL's host may be asked. A stop meanwhile leaves the URL in
-// the spider's hands, where a checkpoint finds it.
+// Waits for the moment from which the URL's host may be asked; no longer than the crawl's interval,
+// for a time that lies further ahead is one from before the clock was set back.
 step wait_for_host(spider& self) {
   const uint32_t now = get_wall_time_seconds();
   if (self.crawler.waits_for_hosts && now < self.allowed_time) {
     set_state_spider(self.counts, SPIDER_WAITING);
-    sleep_stop_gate(self.crawler.gate, uint64_t{self.allowed_time - now} * 1000);
+    const uint32_t seconds = std::min(self.allowed_time - now, self.crawler.host_interval_seconds);
+    sleep_stop_gate(self.crawler.gate, uint64_t{seconds} * 1000);
   }
   return is_stopped(self.crawler.gate) ? DONE : GO_ON;
 }
 
-// A stop while the robots file is fetched leaves the URL in the spider's hands.
 step check_robots(spider& self) {
   set_state_spider(self.counts, SPIDER_ASKING_ROBOTS);
   if (robots_allowed(*self.crawler.robots, self.url, *self.fetcher) == 1) {
@@ -118,12 +125,26 @@ step check_allowance(spider& self) {
   return release_url(self);
 }
 
+// What the fetch says of the host that was asked last, the target of a redirect perhaps.
+void tell_horizon(spider& self) {
+  frontier_ops& horizon = *self.crawler.horizon;
+  const http_response& response = self.fetcher->response;
+  if (response.has_answered && horizon.tell_answer != nullptr) {
+    horizon.tell_answer(horizon, self.url);
+  }
+  if (response.trouble != HTTP_NO_ADDRESS || horizon.rest_host == nullptr) return;
+  const std::string& name = self.fetcher->request.target.host;
+  horizon.rest_host(horizon, find_url_host(self.fetcher->current_url),
+                    get_missing_time_skt_address(name.c_str(), get_steady_time_us()));
+}
+
 // Fetches the page and counts how that ended. True when it came.
 bool fetch_and_count(spider& self, uint64_t& time_us) {
   set_state_spider(self.counts, SPIDER_FETCHING);
   const uint64_t start_us = get_steady_time_us();
   const bool came = fetch_url(*self.fetcher, self.url, {}, self.elapsed_seconds) == 1;
   time_us = get_steady_time_us() - start_us;
+  if (is_cut_by_stop(self, *self.fetcher)) return false;
   count_fetch_spider(self.counts, self.fetcher->response.status, time_us);
   set_state_spider(self.counts, SPIDER_WORKING);
   return came;
@@ -131,11 +152,20 @@ bool fetch_and_count(spider& self, uint64_t& time_us) {
 
 step fetch_page(spider& self) {
   uint64_t time_us = 0;
-  if (fetch_and_count(self, time_us)) {
+  const bool came = fetch_and_count(self, time_us);
+  if (is_cut_by_stop(self, *self.fetcher)) {
+    cancel_fetch_page_allowance(self.crawler.allowance, self.url);
+    return DONE;
+  }
+  tell_horizon(self);
+  if (came) {
     log_url(self, format_text("  Grabbed page (HTTP CODE %u)", self.fetcher->response.status));
     return GO_ON;
   }
   cancel_fetch_page_allowance(self.crawler.allowance, self.url);
+  if (self.fetcher->response.trouble == HTTP_OWN_SERVER) {
+    log_url(self, "  leads to an administration of this machine and is not asked for");
+  }
   if (self.fetcher->response.status == 0) {
     log_url(self, "  Didn't download (NO HTTP CODE AVAILABLE)");
   } else {
@@ -146,12 +176,20 @@ step fetch_page(spider& self) {
   return release_url(self);
 }
 
+// A page that came after the stop is not stored, and will be fetched again.
+step give_up_page(spider& self) {
+  cancel_fetch_page_allowance(self.crawler.allowance, self.url);
+  return DONE;
+}
+
 std::string_view get_content_type(const spider& self) {
   const std::string* value = find_http_headers(self.fetcher->response.headers, "Content-Type");
   return value == nullptr ? std::string_view() : std::string_view(*value);
 }
 
+// Once a stop is set nothing more is stored, so nothing may be entered as seen either.
 step drop_known_content(spider& self) {
+  if (is_stopped(self.crawler.gate)) return give_up_page(self);
   const std::string& body = self.fetcher->response.body;
   self.type = get_content_class(get_content_type(self));
   const content_digest digest =
@@ -163,14 +201,14 @@ step drop_known_content(spider& self) {
 }
 
 // A page that its seed's guest limit has no room for is not stored, and yet its links are followed.
-void store_page(spider& self) {
+step store_page(spider& self) {
   Crawler& crawler = self.crawler;
-  if (is_stopped(crawler.gate)) return;
+  if (is_stopped(crawler.gate)) return give_up_page(self);
   const guest_answer guest = count_guest_page_allowance(crawler.allowance, self.url);
   if (guest != GUEST_STORE) {
     crawler.horizon->exhaust_host(*crawler.horizon, find_url_host(self.url));
   }
-  if (guest == GUEST_REFUSE) return;
+  if (guest == GUEST_REFUSE) return GO_ON;
   const http_response& response = self.fetcher->response;
   stored_document document;
   document.url = self.url;
@@ -181,7 +219,9 @@ void store_page(spider& self) {
   // same.
   const int stored = store_document_url_hold(*crawler.store, document, crawler.crawl_quota);
   if (stored != 0) count_spider(self.counts.nb_stored);
+  if (stored == 0 && is_stopped(crawler.gate)) return give_up_page(self);
   write_status(self);
+  return GO_ON;
 }
 
 // Moves the links that may enter the horizon to the front of the list; their number.
@@ -264,10 +304,11 @@ void crawl_url(spider& self) {
   if (check_allowance(self) == DONE) return;
   if (fetch_page(self) == DONE) return;
   if (drop_known_content(self) == DONE) return;
-  store_page(self);
+  if (store_page(self) == DONE) return;
   follow_links(self);
   if (is_feed(self)) follow_items(self);
-  (void)release_url(self);
+  // Without a script's links the page is not done, though it may come into the store twice.
+  if (!is_cut_by_stop(self, *self.script_fetcher)) (void)release_url(self);
 }
 
 // The crawl ends when nothing is queued and no other spider can bring anything.

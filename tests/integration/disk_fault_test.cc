@@ -67,7 +67,7 @@ crawl_setup build_setup(const crawl_place& place, const scripted_server& server,
   setup.profile.round_time_ms = 100;
   setup.profile.elements = "<checkpoint dir=\"" + base + "/check\" interval=\"1\"/>\n" +
                            "<due disk_cache_size=\"" + std::to_string(FILTER_BITS) + "\"/>\n";
-  setup.environment = build_fault_environment({{"WK_CLOCK_SPEED", "20"},
+  setup.environment = build_fault_environment({{"WK_STEADY_SPEED", "20"},
                                                {"WK_FAULT_NO_SYNC", "1"},
                                                {"WK_FAULT_PATH", base + c.path},
                                                {"WK_FAULT_ACTION", c.action},

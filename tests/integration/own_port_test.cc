@@ -1,6 +1,8 @@
-// The crawler's own administration is no site to it, however a page or a profile names it.
+// The crawler's own administration is no site to it, however a page or a profile names it, and
+// neither is that of another crawl on the same machine.
 
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <string>
 #include <vector>
@@ -75,6 +77,68 @@ TEST(own_port, is_never_asked_by_the_crawl) {
   }
   for (size_t i = 0; i < nb_urls; ++i) {
     EXPECT_GE(count_requests_scripted_server(server, "/hop" + std::to_string(i)), 1u) << i;
+  }
+}
+
+// Requests whose path holds the text.
+size_t count_requests_for(const scripted_server& server, const std::string& text) {
+  size_t count = 0;
+  for (const recorded_request& request : get_requests_scripted_server(server)) {
+    count += count_text(request.path, text) > 0 ? 1 : 0;
+  }
+  return count;
+}
+
+TEST(own_port, is_not_asked_of_a_proxy_on_this_machine) {
+  scripted_server proxy = start_scripted_server();
+  serve_default_scripted_server(
+      proxy, [](const auto&) { return build_response_text(200, "", "whatever the site says"); });
+  const std::string port = std::to_string(hold_free_port());
+  crawl_setup setup;
+  setup.options = {"-admin-port", port};
+  setup.profile.elements =
+      "<http-proxy server=\"" + get_authority_scripted_server(proxy) + "\"/>\n";
+  setup.profile.seeds = {"http://site.test/", "http://site.test:" + port + "/webadmin/"};
+  char own_name[256] = {};
+  ASSERT_EQ(::gethostname(own_name, sizeof own_name - 1), 0);
+  for (const char* host : SPELLINGS) setup.profile.seeds.push_back(build_url(host, port, "Pause"));
+  setup.profile.seeds.push_back(build_url(own_name, port, "Pause"));
+  const crawl_place place;
+  const crawl_result result = run_crawl(place, setup);
+  EXPECT_EQ(result.program.exit_status, 0);
+  EXPECT_EQ(count_requests_for(proxy, ":" + port + "/webadmin/Pause"), 0u);
+  EXPECT_EQ(count_requests_for(proxy, "http://site.test"), 2u);
+  EXPECT_GE(count_text(result.log, "leads to an administration of this machine"), 17u);
+}
+
+TEST(administration_of_another_crawl, is_left_alone_with_strict_safety) {
+  for (const bool is_strict : {true, false}) {
+    for (const bool has_proxy : {false, true}) {
+      SCOPED_TRACE(std::to_string(is_strict) + std::to_string(has_proxy));
+      scripted_server other = start_scripted_server();
+      const std::string site = get_url_scripted_server(other, "");
+      const std::string page = "<a href=/webadmin/Pause>x</a><a href='" + site +
+                               "/hop'>x</a><script src=/webadmin/Resume></script>";
+      for (const std::string& base : {std::string(), site}) {
+        serve_page_scripted_server(other, base + "/", page);
+        serve_redirect_scripted_server(other, base + "/hop", "/webadmin/Shutdown");
+      }
+      crawl_setup setup;
+      setup.profile.seeds = {site + "/"};
+      setup.profile.elements = std::string("<parse-javascript-flash enable=\"1\"/>") +
+                               "<safety strict=\"" + (is_strict ? "true" : "false") + "\"/>\n";
+      if (has_proxy) {
+        setup.profile.elements +=
+            "<http-proxy server=\"" + get_authority_scripted_server(other) + "\"/>\n";
+      }
+      const crawl_place place;
+      const crawl_result result = run_crawl(place, setup);
+      for (const char* what : {"/webadmin/Pause", "/webadmin/Resume", "/webadmin/Shutdown"}) {
+        EXPECT_EQ(count_requests_for(other, what) > 0, !is_strict) << what;
+      }
+      EXPECT_EQ(count_text(result.log, "leads to an administration of this machine"),
+                is_strict ? 2u : 0u);
+    }
   }
 }
 

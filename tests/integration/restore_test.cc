@@ -1,4 +1,5 @@
-// A crawl that is killed again and again, and restored each time from its last checkpoint.
+// A crawl that is killed or stopped again and again, and restored each time from its last
+// checkpoint.
 
 #include <gtest/gtest.h>
 
@@ -23,9 +24,12 @@ namespace {
 
 constexpr uint32_t NB_PAGES = 5'000;
 constexpr uint32_t NB_KILLS = 30;
+constexpr uint32_t NB_STOPS = 25;
 constexpr uint32_t NB_DEAD_LINKS = 8;     // of each page, to URLs that no other page links to
 constexpr uint32_t FILTER_BITS = 20'011;  // few: new URLs are often doubtful and have to be merged
 constexpr uint32_t NB_QUEUES = 7;
+
+constexpr char STOPPING[] = "Stopping the crawl; a second signal ends the process at once.\n";
 
 std::string build_path(uint32_t page) { return "/p/" + std::to_string(page); }
 
@@ -63,8 +67,9 @@ struct crawl_watch {
   std::string store;
   std::string round;
   bool is_last = false;
-  uint64_t kill_at = 0;  // requests of this round until the process is killed; 0: it is not
-  pid_t process = -1;    // of this round
+  uint64_t end_at = 0;  // requests of this round until the process gets the signal; 0: it does not
+  int signal = SIGKILL;
+  pid_t process = -1;  // of this round
   uint64_t nb_requests = 0;
   std::map<std::string, std::map<std::string, uint32_t>> asked;  // round -> path -> times
 };
@@ -80,8 +85,8 @@ std::string answer_request(crawl_watch& watch, const recorded_request& request) 
     std::vector<crawl_document> documents;
     read_store_documents(watch.store, documents);
   }
-  if (round == watch.round && watch.nb_requests == watch.kill_at) {
-    ::kill(watch.process, SIGKILL);
+  if (round == watch.round && watch.nb_requests == watch.end_at) {
+    ::kill(watch.process, watch.signal);
   }
   return build_response_text(200, "Content-Type: text/html\r\n",
                              request.path.starts_with("/p/")
@@ -91,7 +96,10 @@ std::string answer_request(crawl_watch& watch, const recorded_request& request) 
 
 struct kill_plan {
   uint64_t at_request = 0;
-  environment_variables faults;
+  environment_variables faults = {};
+  int signal = SIGKILL;
+  const char* interval = "1";  // of checkpoints
+  bool is_last = false;
 };
 
 // Every other kill comes at a request, the rest in the midst of the work on files: while a
@@ -102,7 +110,7 @@ kill_plan draw_kill(const std::string& base, uint32_t number, std::minstd_rand& 
     return std::uniform_int_distribution<uint32_t>(least, most)(random);
   };
   kill_plan plan;
-  plan.faults = {{"WK_CLOCK_SPEED", "20"}, {"WK_FAULT_NO_SYNC", "1"}};
+  plan.faults = {{"WK_STEADY_SPEED", "20"}, {"WK_FAULT_NO_SYNC", "1"}};
   if (number > 0 && number % 2 == 0) {
     plan.at_request = draw(50, 500);
     return plan;
@@ -126,7 +134,7 @@ kill_plan draw_kill(const std::string& base, uint32_t number, std::minstd_rand& 
 }
 
 crawl_setup build_setup(const std::string& base, const scripted_server& server,
-                        const std::string& round) {
+                        const std::string& round, const char* interval) {
   crawl_setup setup;
   setup.profile.seeds = {get_url_scripted_server(server, build_path(0)),
                          get_url_scripted_server(server, "/e/0")};
@@ -134,17 +142,17 @@ crawl_setup build_setup(const std::string& base, const scripted_server& server,
   setup.profile.nb_queues = NB_QUEUES;
   setup.profile.queue_buffer_size = 100;
   setup.profile.round_time_ms = 100;
-  setup.profile.elements = "<checkpoint dir=\"" + base + "/check\" interval=\"1\"/>\n" +
-                           "<due disk_cache_size=\"" + std::to_string(FILTER_BITS) + "\"/>\n" +
-                           "<user-agent name=\"" + round + "\"/>\n";
+  setup.profile.elements = "<checkpoint dir=\"" + base + "/check\" interval=\"" + interval +
+                           "\"/>\n" + "<due disk_cache_size=\"" + std::to_string(FILTER_BITS) +
+                           "\"/>\n" + "<user-agent name=\"" + round + "\"/>\n";
   return setup;
 }
 
-// Lives until it is killed or at its end; its exit status.
+// Lives until it is killed or stopped or at its end; its exit status.
 int live_one_round(const crawl_place& place, const scripted_server& server, crawl_watch& watch,
                    uint32_t number, const kill_plan& plan) {
   const std::string round = "round-" + std::to_string(number);
-  crawl_setup setup = build_setup(place.directory.path, server, round);
+  crawl_setup setup = build_setup(place.directory.path, server, round, plan.interval);
   setup.environment = build_fault_environment(plan.faults);
   if (number > 0) setup.options = {"-restore"};
   prepare_crawl(place, setup);
@@ -152,15 +160,16 @@ int live_one_round(const crawl_place& place, const scripted_server& server, craw
   {
     const std::lock_guard<std::mutex> hold(watch.lock);
     watch.round = round;
-    watch.is_last = number == NB_KILLS;
-    watch.kill_at = plan.at_request;
+    watch.is_last = plan.is_last;
+    watch.end_at = plan.at_request;
+    watch.signal = plan.signal;
     watch.nb_requests = 0;
     program = start_crawl(place, setup);
     watch.process = program.pid;
   }
   const program_result result = wait_program(program);
   EXPECT_TRUE(result.exit_status == 0 || result.exit_status == 128 + SIGKILL) << result.errors;
-  EXPECT_EQ(result.errors, "");
+  EXPECT_EQ(result.errors, plan.signal == SIGTERM ? STOPPING : "");
   return result.exit_status;
 }
 
@@ -180,6 +189,21 @@ void expect_asked_once(crawl_watch& watch, uint32_t number, const scripted_serve
   }
 }
 
+// The paths of the tree's pages in the store, each as often as it is there.
+std::multiset<std::string> read_stored_pages(const std::string& store) {
+  std::vector<crawl_document> documents;
+  read_store_documents(store, documents);
+  std::multiset<std::string> stored;
+  for (const crawl_document& document : documents) {
+    const size_t at = document.url.find("/p/");
+    if (at == std::string::npos) continue;
+    const std::string path = document.url.substr(at);
+    EXPECT_EQ(document.content, build_page(parse_unsigned(path.substr(3)))) << path;
+    stored.insert(path);
+  }
+  return stored;
+}
+
 TEST(restore, loses_and_doubles_nothing_however_often_the_process_is_killed) {
   const crawl_place place;
   const std::string check = make_directory(place.directory, "check");
@@ -193,8 +217,9 @@ TEST(restore, loses_and_doubles_nothing_however_often_the_process_is_killed) {
   checkpoint_urls before;
   for (uint32_t number = 0; number <= NB_KILLS; ++number) {
     SCOPED_TRACE("round " + std::to_string(number));
-    const kill_plan plan = number == NB_KILLS ? kill_plan{.faults = {{"WK_CLOCK_SPEED", "20"}}}
-                                              : draw_kill(place.directory.path, number, random);
+    const kill_plan plan = number == NB_KILLS
+                               ? kill_plan{.faults = {{"WK_STEADY_SPEED", "20"}}, .is_last = true}
+                               : draw_kill(place.directory.path, number, random);
     const int status = live_one_round(place, server, watch, number, plan);
     ASSERT_EQ(status, number == NB_KILLS ? 0 : 128 + SIGKILL);
     expect_sound(check);
@@ -211,17 +236,40 @@ TEST(restore, loses_and_doubles_nothing_however_often_the_process_is_killed) {
     }
   }
   EXPECT_EQ(asked.size(), NB_PAGES);
-  std::vector<crawl_document> documents;
-  read_store_documents(watch.store, documents);
-  std::set<std::string> stored;
-  for (const crawl_document& document : documents) {
-    const size_t at = document.url.find("/p/");
-    if (at == std::string::npos) continue;
-    stored.insert(document.url);
-    const std::string path = document.url.substr(at);
-    EXPECT_EQ(document.content, build_page(parse_unsigned(path.substr(3)))) << path;
+  const std::multiset<std::string> stored = read_stored_pages(watch.store);
+  EXPECT_EQ(std::set<std::string>(stored.begin(), stored.end()).size(), NB_PAGES);
+}
+
+// The checkpoint that a stop leaves is the only one.
+TEST(restore, goes_on_after_every_stop_and_blames_no_page_for_them) {
+  const crawl_place place;
+  make_directory(place.directory, "check");
+  crawl_watch watch;
+  watch.store = make_directory(place.directory, "store");
+  scripted_server server = start_scripted_server();
+  serve_default_scripted_server(
+      server, [&watch](const recorded_request& request) { return answer_request(watch, request); });
+  std::minstd_rand random(7);
+  for (uint32_t number = 0; number <= NB_STOPS; ++number) {
+    SCOPED_TRACE("round " + std::to_string(number));
+    const bool is_last = number == NB_STOPS;
+    const kill_plan plan{.at_request = is_last ? 0 : 1 + random() % 300,
+                         .signal = is_last ? 0 : SIGTERM,
+                         .interval = "1000000",
+                         .is_last = is_last};
+    ASSERT_EQ(live_one_round(place, server, watch, number, plan), 0);
+    const std::string log = read_test_file(place.directory.path + "/log");
+    const std::string pages = get_url_scripted_server(server, "/");
+    for (size_t at = log.find("  Didn't download"); at != std::string::npos;
+         at = log.find("  Didn't download", at + 1)) {
+      const std::string_view line = std::string_view(log).substr(0, at);
+      EXPECT_EQ(line.substr(line.rfind("http")).find(pages), std::string_view::npos) << "blamed";
+    }
+    if (HasFailure()) return;
   }
-  EXPECT_EQ(stored.size(), NB_PAGES);
+  const std::multiset<std::string> stored = read_stored_pages(watch.store);
+  EXPECT_EQ(stored.size(), NB_PAGES) << "each once";
+  EXPECT_EQ(std::set<std::string>(stored.begin(), stored.end()).size(), NB_PAGES);
 }
 
 }  // namespace

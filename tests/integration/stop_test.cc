@@ -60,7 +60,8 @@ void start_with_pages(hanging_crawl& crawl, const scripted_answer& answer) {
     serve_answers_scripted_server(crawl.server, "/" + std::to_string(i), {answer});
   }
   start(crawl);
-  for (uint32_t i = 1; i <= NB_SPIDERS; ++i) {
+  // One host that does not answer gets half of the spiders.
+  for (uint32_t i = 1; i <= NB_SPIDERS / 2; ++i) {
     EXPECT_TRUE(wait_for_request_scripted_server(crawl.server, "/" + std::to_string(i)));
   }
 }
