@@ -122,8 +122,25 @@ void set_up_filter(Crawler& crawler, const CrawlerConfig& config) {
   }
 }
 
+void log_robots_event(robots_event event, std::string_view host, uint32_t status, void* context) {
+  Log& log = *static_cast<Log*>(context);
+  std::string text = "http://";
+  text.append(host).append("/robots.txt  ");
+  if (event == ROBOTS_TOO_LARGE) {
+    text += "The robots file has more rules than can be kept, everything is forbidden";
+    write_log(log, LOG_WARNING, "cs-uri s-comment", text);
+    return;
+  }
+  const std::string code =
+      status == 0 ? "NO HTTP CODE AVAILABLE" : "HTTP CODE " + std::to_string(status);
+  text.append("Couldn't get the robots file (").append(code).append("), everything is allowed");
+  write_log(log, LOG_STATUS, "cs-uri s-comment", text);
+}
+
 void set_up_robots(Crawler& crawler, const CrawlerConfig& config) {
   crawler.robots = create_robots_cache(crawler.fetch);
+  crawler.robots->on_event = log_robots_event;
+  crawler.robots->event_context = crawler.log.get();
   crawler.robots->honor = config.honor_robots ? 1 : 0;
 }
 

@@ -43,24 +43,58 @@ void wake_waiting_spiders(robots_cache& cache) {
   gate.changed.notify_all();
 }
 
+// Large sets of paths are kept once, whichever hosts have them; without room for one its rules
+// forbid everything. The caller holds the lock.
+void keep_large_paths(robots_cache& cache, robots_rules& rules) {
+  if (rules.paths == nullptr) return;
+  const size_t nb_bytes = get_nb_bytes_robots_paths(*rules.paths);
+  if (nb_bytes < ROBOTS_LARGE_BYTES) return;
+  const auto known = cache.large_paths.find(rules.paths->bytes);
+  if (known != cache.large_paths.end()) {
+    rules.paths = known->second;
+  } else if (nb_bytes > cache.max_large_bytes - cache.nb_large_bytes) {
+    rules.paths = nullptr;
+  } else {
+    cache.nb_large_bytes += nb_bytes;
+    cache.large_paths.emplace(rules.paths->bytes, rules.paths);
+  }
+}
+
+// The caller holds the lock.
+const robots_rules* enter_rules(robots_cache& cache, host_entry& entry, robots_rules_ptr fetched) {
+  entry.second = ROBOTS_NO_RULES;
+  if (fetched == nullptr) return nullptr;
+  keep_large_paths(cache, *fetched);
+  entry.second = ROBOTS_FIRST_SLOT + static_cast<uint32_t>(cache.rule_sets.size());
+  return cache.rule_sets.emplace_back(std::move(fetched)).get();
+}
+
+void report_event(const robots_cache& cache, robots_event event, std::string_view host,
+                  uint32_t status) {
+  if (cache.on_event != nullptr) cache.on_event(event, host, status, cache.event_context);
+}
+
 const robots_rules* fetch_rules(robots_cache& cache, host_entry& entry, http_fetcher& fetcher) {
   is_fetching_robots = true;
   robots_rules_ptr fetched = robots_fetch(entry.first, read_agent(cache.settings), fetcher);
   is_fetching_robots = false;
   const uint32_t status = fetcher.response.status;
-  const robots_rules* rules = fetched.get();
+  const bool came = status >= 200 && status < 300;
+  // Cut by the stop, which has woken those that wait: nothing is known of the host.
+  if (!came && is_stopped(get_gate(cache))) return nullptr;
+  const robots_rules* rules = nullptr;
   bool has_waiting = false;
   {
     const std::lock_guard<std::shared_mutex> hold(cache.lock);
-    if (status >= 200 && status < 300) ++cache.nb_files;
-    entry.second = ROBOTS_NO_RULES;
-    if (rules != nullptr) {
-      entry.second = ROBOTS_FIRST_SLOT + static_cast<uint32_t>(cache.rule_sets.size());
-      cache.rule_sets.push_back(std::move(fetched));
-    }
+    if (came) ++cache.nb_files;
+    rules = enter_rules(cache, entry, std::move(fetched));
     has_waiting = cache.nb_waiting != 0;
   }
   if (has_waiting) wake_waiting_spiders(cache);
+  if (!came) report_event(cache, ROBOTS_NOT_HAD, entry.first, status);
+  if (rules != nullptr && rules->paths == nullptr) {
+    report_event(cache, ROBOTS_TOO_LARGE, entry.first, status);
+  }
   return rules;
 }
 
@@ -99,6 +133,7 @@ const robots_rules* robots_get_rules(robots_cache& cache, std::string_view url,
   if (host.empty() || is_fetching_robots) return nullptr;
   const robots_rules* rules = nullptr;
   if (find_known_rules(cache, host, rules)) return rules;
+  if (is_stopped(get_gate(cache))) return nullptr;
 
   std::unique_lock<std::shared_mutex> hold(cache.lock);
   const auto [at, is_new] = cache.hosts.try_emplace(std::string(host), ROBOTS_BEING_FETCHED);

@@ -3,7 +3,8 @@
 //
 // A host is its text in the URL, port and user part included, case as it came. The file is fetched
 // over http whatever the scheme of the URL, and its rules bind http URLs only. A file that cannot
-// be had, for whatever reason, forbids nothing.
+// be had, for whatever reason, forbids nothing; one whose rules cannot be kept forbids everything.
+// Both are told to on_event. Of a fetch that a stop cut nothing is told and nothing is known.
 //
 // Owner: the crawler; the fetch settings outlive the record. Threads: any number of spiders ask at
 // once. One of them fetches a new host's file, no lock held; those that ask about the same host
@@ -18,7 +19,9 @@
 // middle of its own robots fetch is answered 1, else it would wait for itself.
 //
 // Memory for 1,000,000 hosts without rules is some 110 bytes a host and grows by no more than the
-// host's text; the table is a tree, so that no choice of host names makes it slow.
+// host's text; the table is a tree, so that no choice of host names makes it slow. Rules take less
+// than ROBOTS_LARGE_BYTES a host, but for large sets: those are kept once for all hosts that have
+// the same, and within ROBOTS_MAX_LARGE_BYTES in all.
 #pragma once
 
 #include <atomic>
@@ -45,11 +48,27 @@ enum robots_slot : uint32_t {
   ROBOTS_FIRST_SLOT = 2,     // this and all above: a rule set's number
 };
 
+constexpr size_t ROBOTS_LARGE_BYTES = 64 << 10;
+constexpr size_t ROBOTS_MAX_LARGE_BYTES = 256 << 20;
+
+// What a host's file may turn out to be, beside one that is obeyed.
+enum robots_event : uint32_t {
+  ROBOTS_NOT_HAD,    // everything is allowed
+  ROBOTS_TOO_LARGE,  // the rules cannot be kept: everything is forbidden
+};
+// Called at most once a host, by the spider that fetched, no lock held. status is the fetch's last
+// one (0: no attempt was made).
+using robots_event_hook = void (*)(robots_event event, std::string_view host, uint32_t status,
+                                   void* context);
+
 struct robots_cache {
   explicit robots_cache(const fetch_settings& of_crawl) : settings(of_crawl) {}
 
-  // Fixed at creation.
+  // Fixed before any thread asks.
   const fetch_settings& settings;
+  size_t max_large_bytes = ROBOTS_MAX_LARGE_BYTES;
+  robots_event_hook on_event = nullptr;  // may be null
+  void* event_context = nullptr;
 
   // Any thread, no lock.
   std::atomic<uint32_t> honor{1};       // 0: everything is allowed and nothing fetched
@@ -61,8 +80,11 @@ struct robots_cache {
   // A host's slot. A host never leaves, so an entry keeps its place in memory.
   std::map<std::string, uint32_t, std::less<>> hosts;
   std::vector<robots_rules_ptr> rule_sets;  // the first one is that of ROBOTS_FIRST_SLOT
-  uint64_t nb_files = 0;                    // fetches that a 2xx answered
-  uint64_t nb_waiting = 0;                  // spiders that wait for another one's fetch
+  // The large sets of paths by their bytes, which the keys are views of.
+  std::map<std::string_view, robots_paths_ptr> large_paths;
+  size_t nb_large_bytes = 0;  // of them all
+  uint64_t nb_files = 0;      // fetches that a 2xx answered
+  uint64_t nb_waiting = 0;    // spiders that wait for another one's fetch
 };
 using robots_cache_ptr = std::unique_ptr<robots_cache>;
 

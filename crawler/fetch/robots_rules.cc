@@ -1,6 +1,7 @@
 #include "crawler/fetch/robots_rules.h"
 
 #include <algorithm>
+#include <vector>
 
 #include "wkstd/text.h"
 
@@ -43,27 +44,16 @@ bool find_group(std::string_view text, std::string_view agent, std::string_view&
 // The paths of a group's Disallow lines, as views into it. None when one of the lines has no path.
 std::vector<std::string_view> read_group(std::string_view group) {
   std::vector<std::string_view> paths;
-  size_t nb_bytes = 0;
   while (!group.empty()) {
     const std::string_view line = take_line(group);
     if (line.starts_with(GROUP_HEAD)) break;
     if (!line.starts_with(DISALLOW)) continue;
     const size_t slash = line.find('/', DISALLOW.size());
     if (slash == std::string_view::npos) return {};
-    std::string_view path = line.substr(slash);
-    path = path.substr(0, path.find_first_of(" \t"));
-    nb_bytes += path.size();
-    if (paths.size() < ROBOTS_MAX_RULES && nb_bytes <= ROBOTS_MAX_RULE_BYTES) paths.push_back(path);
+    const std::string_view path = line.substr(slash);
+    paths.push_back(path.substr(0, path.find_first_of(" \t")));
   }
   return paths;
-}
-
-// A path that begins with another one stands behind it, with nothing but such paths between them.
-void remove_covered_paths(std::vector<std::string_view>& sorted) {
-  const auto is_covered = [](std::string_view kept, std::string_view next) {
-    return next.starts_with(kept);
-  };
-  sorted.erase(std::unique(sorted.begin(), sorted.end(), is_covered), sorted.end());
 }
 
 }  // namespace
@@ -87,37 +77,14 @@ robots_rules_ptr robots_parse(std::string& text, std::string_view host, std::str
   auto rules = std::make_unique<robots_rules>();
   rules->nb_rules = static_cast<uint32_t>(paths.size());
   rules->site.append(SCHEME).append(host);
-  std::sort(paths.begin(), paths.end());
-  remove_covered_paths(paths);
-  rules->ends.reserve(paths.size());
-  for (const std::string_view path : paths) {
-    rules->paths += path;
-    rules->ends.push_back(static_cast<uint32_t>(rules->paths.size()));
-  }
-  rules->paths.shrink_to_fit();
+  rules->paths = build_robots_paths(paths);
   return rules;
 }
 
 int robots_match(const robots_rules& rules, std::string_view url) {
-  if (rules.ends.empty()) return 0;
+  if (rules.paths == nullptr) return 0;
   if (!url.starts_with(rules.site)) return 1;
-  const std::string_view path = url.substr(rules.site.size());
-  size_t begin = 0;  // all paths before it are not behind the URL's
-  size_t end = rules.ends.size();
-  while (begin < end) {
-    const size_t middle = begin + (end - begin) / 2;
-    if (get_path_robots_rules(rules, middle) <= path) {
-      begin = middle + 1;
-    } else {
-      end = middle;
-    }
-  }
-  return begin > 0 && path.starts_with(get_path_robots_rules(rules, begin - 1)) ? 0 : 1;
-}
-
-std::string_view get_path_robots_rules(const robots_rules& rules, size_t i) {
-  const size_t begin = i == 0 ? 0 : rules.ends[i - 1];
-  return std::string_view(rules.paths).substr(begin, rules.ends[i] - begin);
+  return is_covered_robots_paths(*rules.paths, url.substr(rules.site.size())) ? 0 : 1;
 }
 
 }  // namespace wk

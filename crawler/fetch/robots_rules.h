@@ -13,33 +13,28 @@
 //   - All other lines mean nothing: Allow, comments, Crawl-delay, Sitemap. There are no wildcards.
 //
 // A file holds bytes: a zero byte or any other noise is a byte of its line. Reading takes time
-// linear in the file's length plus the sorting of its rules.
+// linear in the file's length plus the sorting of its rules, and meanwhile 16 bytes of memory for
+// each rule. All rules count; a group with more of them than can be kept (robots_paths.h) forbids
+// everything.
 #pragma once
 
-#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <string>
 #include <string_view>
-#include <vector>
+
+#include "crawler/fetch/robots_paths.h"
 
 namespace wk {
 
-// What is kept of one file: the first so many rules, as long as their paths together fit. What
-// follows them forbids nothing, though an empty Disallow behind them still drops the group.
-constexpr size_t ROBOTS_MAX_RULES = 100'000;
-constexpr size_t ROBOTS_MAX_RULE_BYTES = 4 << 20;
-
 // Any match forbids, so neither the order of the rules nor a rule that a shorter one covers makes a
-// difference. They are kept sorted, which lets one rule be compared instead of all: the last one
-// that does not stand behind the URL's path.
+// difference.
 struct robots_rules {
-  std::string site;            // "http://" and the host: how every rule begins
-  std::string paths;           // one behind the other, sorted; none begins with another one
-  std::vector<uint32_t> ends;  // where each of them ends in paths
-  uint32_t nb_rules = 0;       // as the file states them, covered ones too
+  std::string site;        // "http://" and the host: how every rule begins
+  robots_paths_ptr paths;  // null: more than can be kept
+  uint32_t nb_rules = 0;   // as the file states them, covered ones too
 };
-using robots_rules_ptr = std::unique_ptr<const robots_rules>;
+using robots_rules_ptr = std::unique_ptr<robots_rules>;
 
 // The name that robots files know a crawler by: its User-Agent up to the first "/", blank or "(",
 // in lower case.
@@ -50,10 +45,7 @@ using robots_rules_ptr = std::unique_ptr<const robots_rules>;
 [[nodiscard]] robots_rules_ptr robots_parse(std::string& text, std::string_view host,
                                             std::string_view agent);
 
-// 0 when url begins with one of the rules, 1 otherwise; 0 for a list without rules.
+// 0 when url begins with one of the rules, 1 otherwise; 0 for a list without paths.
 [[nodiscard]] int robots_match(const robots_rules& rules, std::string_view url);
-
-// The path of the i-th rule in their sorted order; i is below ends.size().
-[[nodiscard]] std::string_view get_path_robots_rules(const robots_rules& rules, size_t i);
 
 }  // namespace wk

@@ -27,7 +27,7 @@ struct spider {
   uint32_t number;
   spider_counters& counts;  // its own; others read them
   http_fetcher_ptr fetcher;
-  http_fetcher_ptr robots_fetcher;  // for robots files that are wanted in the middle of a fetch
+  http_fetcher_ptr robots_fetcher;  // for robots files that are wanted while the first one is used
   http_fetcher_ptr script_fetcher;  // for scripts of a page that the first one holds
   link_context_ptr link_context;
   link_list links;
@@ -229,7 +229,7 @@ uint32_t choose_links(spider& self) {
   Crawler& crawler = self.crawler;
   // Allowance and robots rules are asked about the page: a page that may not be had gives no links.
   if (is_guest_limit_reached_page_allowance(crawler.allowance, self.url)) return 0;
-  if (robots_allowed(*crawler.robots, self.url, *self.fetcher) == 0) return 0;
+  if (robots_allowed(*crawler.robots, self.url, *self.robots_fetcher) == 0) return 0;
   const url_filter_state filter = get_state_url_filter(crawler.filter);
   uint32_t nb_chosen = 0;
   for (uint32_t i = 0; i < self.links.count; ++i) {

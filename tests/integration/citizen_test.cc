@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <utility>
 
 #include "tests/support/crawl_run.h"
 #include "tests/support/scripted_server.h"
@@ -49,6 +50,32 @@ TEST(robots, are_fetched_once_and_kept_by_all_spiders) {
   }
   EXPECT_EQ(count_text(crawl.log, "  is forbidden by the robots.txt\n"), 40u);
   EXPECT_EQ(count_requests_scripted_server(server, "/open/39"), 1u);
+}
+
+// A stop while the file is fetched is not its host's fault: robots_test.cc.
+TEST(robots, that_cannot_be_had_are_said_once_a_host_with_their_status) {
+  scripted_server missing = start_scripted_server("127.0.0.1");
+  scripted_server broken = start_scripted_server("127.0.0.2");
+  scripted_server empty = start_scripted_server("127.0.0.3");
+  crawl_setup setup = build_setup(missing, HONOR_ROBOTS);
+  serve_answers_scripted_server(broken, "/robots.txt", {build_status_answer(502)});
+  serve_page_scripted_server(empty, "/robots.txt", "");
+  for (const scripted_server* server : {&missing, &broken, &empty}) {
+    for (int i = 0; i < 20; ++i) {
+      setup.profile.seeds.push_back(get_url_scripted_server(*server, "/" + std::to_string(i)));
+    }
+  }
+  const crawl_place place;
+  const crawl_result crawl = run_crawl(place, setup);
+  EXPECT_EQ(crawl.program.exit_status, 0) << crawl.program.errors;
+  EXPECT_EQ(count_all_requests_scripted_server(broken), 21u) << "everything is allowed";
+  EXPECT_EQ(count_text(crawl.log, "Couldn't get the robots file"), 2u);
+  for (const auto& [server, code] : {std::pair{&missing, "404"}, std::pair{&broken, "502"}}) {
+    const std::string record = get_url_scripted_server(*server, "/robots.txt") +
+                               "  Couldn't get the robots file (HTTP CODE " + code +
+                               "), everything is allowed\n";
+    EXPECT_EQ(count_text(crawl.log, record), 1u) << record;
+  }
 }
 
 TEST(credentials, go_to_the_urls_of_their_key_and_not_to_another_host) {

@@ -30,8 +30,12 @@ std::string build_page(std::string_view headers, std::string_view body) {
 }
 
 TEST(hostile_robots_files, cost_no_page_but_those_they_forbid) {
-  std::string many_rules = "User-agent: *\nDisallow: /x\n";
-  for (int i = 0; i < 100'000; ++i) many_rules += "Disallow: /dir-" + std::to_string(i) + "/\n";
+  std::string many_rules = "User-agent: *\n";
+  for (int i = 0; i < 200'000; ++i) many_rules += "Disallow: /dir-" + std::to_string(i) + "/\n";
+  std::string long_rules = "User-agent: *\n";
+  for (char c = 'a'; c < 'g'; ++c) {
+    long_rules += std::string("Disallow: /") + c + std::string(1'000'000, 'y') + "\n";
+  }
   const std::string header = "HTTP/1.0 200 OK\r\nContent-Type: text/plain\r\n\r\n";
   const struct {
     const char* name;
@@ -43,9 +47,8 @@ TEST(hostile_robots_files, cost_no_page_but_those_they_forbid) {
        build_page_answer(repeat("#\n", 2'500'000) + "User-agent: *\nDisallow: /x\n"), true},
       {"one line of 5 MB", build_page_answer(std::string(5'000'000, 'a')), false},
       {"noise", build_page_answer(build_noise(1'000'000)), false},
-      {"100,000 rules", build_page_answer(many_rules), true},
-      {"a rule of 1 MB",
-       build_page_answer("User-agent: *\nDisallow: /" + std::string(1'000'000, 'y') + "\n"), false},
+      {"200,000 rules and one", build_page_answer(many_rules + "Disallow: /x\n"), true},
+      {"rules of 6 MB and one", build_page_answer(long_rules + "Disallow: /x\n"), true},
       {"more than a body may hold", {.kind = ANSWER_ENDLESS_BODY, .bytes = header}, false},
       {"a head without an end",
        {.kind = ANSWER_ENDLESS_HEAD, .bytes = "HTTP/1.0 200 OK\r\n"},

@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "crawler/fetch/robots_cache.h"
+#include "crawler/fetch/robots_paths.h"
 #include "crawler/fetch/robots_rules.h"
 #include "tests/support/scripted_server.h"
 
@@ -119,17 +120,6 @@ TEST(robots_rules_beside_rfc_9309, differ_where_it_is_meant_and_nowhere_else) {
   }
 }
 
-// The paths that are kept, each followed by a blank; "none" without rules.
-std::string read_paths(std::string text) {
-  const robots_rules_ptr rules = robots_parse(text, "h.test:81", "bot");
-  if (rules == nullptr) return "none";
-  std::string paths;
-  for (size_t i = 0; i < rules->ends.size(); ++i) {
-    paths.append(get_path_robots_rules(*rules, i)).append(" ");
-  }
-  return paths;
-}
-
 std::string repeat(std::string_view piece, size_t nb_bytes) {
   std::string text;
   while (text.size() < nb_bytes) text += piece;
@@ -140,26 +130,37 @@ std::string repeat(std::string_view piece, size_t nb_bytes) {
 TEST(robots_parse, reads_any_file) {
   constexpr size_t SIZE = 5'000'000;
   const std::string a_rule = "User-agent: *\nDisallow: /x\n";
+  const std::string a_path = "/" + std::string(SIZE, 'a');
   std::mt19937 random(2);
   std::string noise(SIZE, '\0');
   std::generate(noise.begin(), noise.end(), [&random] { return static_cast<char>(random()); });
-  const std::tuple<const char*, std::string, std::string> cases[] = {
-      {"empty", "", "none"},
-      {"last of all agents", "User-agent: *\nDisallow: /a\nUser-agent: *\nDisallow: /b", "/b "},
-      {"own name anywhere", "User-agent: a-BOT-1 *\nDisallow: /a\nUser-agent: *\n", "/a "},
-      {"star anywhere", "User-agent: x # all*\nDisallow: /a\n", "/a "},
-      {"head with a blank before", " User-agent: *\nDisallow: /a\n", "none"},
-      {"empty drops the group", a_rule + "Disallow:\nDisallow: /y", "none"},
-      {"covered and repeated", a_rule + "Disallow: /x\nDisallow: /xy\nDisallow: /b", "/b /x "},
-      {"zero bytes", a_rule + "Disallow: /a\0b\n\0Disallow: /c\n"s, "/a\0b /x "s},
-      {"noise", a_rule + noise, "/x "},
-      {"only line feeds", std::string(SIZE, '\n'), "none"},
-      {"only heads", repeat("User-agent: *\n", SIZE), "none"},
-      {"nearly the name", a_rule + "user-agent" + repeat("bo", SIZE), "/x "},
-      {"rules that cover others", a_rule + repeat("Disallow: /x\nDisallow: /xx\n", SIZE), "/x "},
-      {"a path without an end", "User-agent: *\nDisallow: /" + std::string(SIZE, 'a'), "none"},
+  // What is kept: each path forbids, and without its last byte does not.
+  const std::tuple<const char*, std::string, std::vector<std::string>> cases[] = {
+      {"empty", "", {}},
+      {"last of all agents", "User-agent: *\nDisallow: /a\nUser-agent: *\nDisallow: /b", {"/b"}},
+      {"own name anywhere", "User-agent: a-BOT-1 *\nDisallow: /a\nUser-agent: *\n", {"/a"}},
+      {"star anywhere", "User-agent: x # all*\nDisallow: /a\n", {"/a"}},
+      {"head with a blank before", " User-agent: *\nDisallow: /a\n", {}},
+      {"empty drops the group", a_rule + "Disallow:\nDisallow: /y", {}},
+      {"covered and repeated", a_rule + "Disallow: /x\nDisallow: /xy\nDisallow: /b", {"/b", "/x"}},
+      {"zero bytes", a_rule + "Disallow: /a\0b\n\0Disallow: /c\n"s, {"/a\0b"s, "/x"}},
+      {"noise", a_rule + noise, {"/x"}},
+      {"only line feeds", std::string(SIZE, '\n'), {}},
+      {"only heads", repeat("User-agent: *\n", SIZE), {}},
+      {"nearly the name", a_rule + "user-agent" + repeat("bo", SIZE), {"/x"}},
+      {"rules that cover others", a_rule + repeat("Disallow: /x\nDisallow: /xx\n", SIZE), {"/x"}},
+      {"a path without an end", "User-agent: *\nDisallow: " + a_path, {a_path}},
   };
-  for (const auto& [name, text, paths] : cases) EXPECT_EQ(read_paths(text), paths) << name;
+  for (auto [name, text, paths] : cases) {
+    SCOPED_TRACE(name);
+    const robots_rules_ptr rules = robots_parse(text, "h.test:81", "bot");
+    ASSERT_EQ(rules == nullptr ? 0 : rules->paths->nb_paths, paths.size());
+    for (const std::string& path : paths) {
+      const std::string url = "http://h.test:81" + path;
+      EXPECT_EQ(robots_match(*rules, url), 0);
+      EXPECT_EQ(robots_match(*rules, url.substr(0, url.size() - 1)), 1);
+    }
+  }
 }
 
 TEST(robots_match, compares_the_bytes_of_the_url) {
@@ -174,22 +175,50 @@ TEST(robots_match, compares_the_bytes_of_the_url) {
   }
 }
 
-TEST(robots_match, finds_each_of_many_rules_and_no_more_than_are_kept) {
+TEST(robots_match, finds_each_of_many_rules_and_forbids_all_when_they_are_too_many) {
+  constexpr size_t NB_RULES = 200'000;
   std::string text = "User-agent: *\n";
-  for (size_t i = 0; i < ROBOTS_MAX_RULES + 10; ++i)
-    text += "Disallow: /" + std::to_string(i) + "/\n";
+  for (size_t i = 0; i < NB_RULES; ++i) text += "Disallow: /" + std::to_string(i) + "/\n";
   const robots_rules_ptr many = robots_parse(text, "h", "bot");
   ASSERT_NE(many, nullptr);
-  for (size_t i = 0; i < ROBOTS_MAX_RULES + 10; ++i) {
+  for (size_t i = 0; i < NB_RULES; ++i) {
     const std::string url = "http://h/" + std::to_string(i);
-    ASSERT_EQ(robots_match(*many, url + "/x"), i < ROBOTS_MAX_RULES ? 0 : 1) << i;
+    ASSERT_EQ(robots_match(*many, url + "/x"), 0) << i;
     ASSERT_EQ(robots_match(*many, url), 1) << i;
   }
-  const std::string half(ROBOTS_MAX_RULE_BYTES / 2 - 2, 'a');
-  text = "User-agent: *\nDisallow: /b" + half + "\nDisallow: /c" + half + "\nDisallow: /d\n";
-  const robots_rules_ptr large = robots_parse(text, "h", "bot");
-  ASSERT_NE(large, nullptr);
-  EXPECT_EQ(large->paths.size(), ROBOTS_MAX_RULE_BYTES);
+  // Sixteen paths of 1 MiB; one byte more is too much.
+  text = "User-agent: *\n";
+  for (char c = 'a'; c < 'q'; ++c) {
+    text += std::string("Disallow: /") + c + std::string((1 << 20) - 2, 'y') + "\n";
+  }
+  for (const auto& [last, answer] : {std::pair{"Disallow: /ay\n", 1}, {"Disallow: /z\n", 0}}) {
+    std::string file = text + last;
+    const robots_rules_ptr large = robots_parse(file, "h", "bot");
+    ASSERT_NE(large, nullptr);
+    EXPECT_EQ(large->nb_rules, 17u);
+    EXPECT_EQ(robots_match(*large, "http://h/0"), answer) << last;
+  }
+}
+
+TEST(robots_paths, cover_what_begins_with_any_of_them) {
+  std::mt19937 random(3);
+  const auto make_path = [&random](size_t max_bytes) {
+    std::string path = "/";
+    for (size_t n = random() % max_bytes; n > 0; --n) path += "ab\xff"[random() % 3];
+    return path;
+  };
+  for (size_t round = 0; round < 2'000; ++round) {
+    std::vector<std::string> texts(1 + random() % 80);
+    for (std::string& text : texts) text = make_path(round % 10 == 0 ? 300 : 8);
+    std::vector<std::string_view> paths(texts.begin(), texts.end());
+    const robots_paths_ptr built = build_robots_paths(paths);
+    for (size_t i = 0; i < 50; ++i) {
+      const std::string path = i % 2 == 0 ? make_path(8) : texts[i % texts.size()] + make_path(2);
+      const bool covered = std::any_of(texts.begin(), texts.end(),
+                                       [&](const auto& text) { return path.starts_with(text); });
+      ASSERT_EQ(is_covered_robots_paths(*built, path), covered) << round << " " << path;
+    }
+  }
 }
 
 TEST(build_robots_agent, takes_the_product_token) {
@@ -292,6 +321,75 @@ TEST_F(robots_of_server, follow_redirects_without_asking_themselves) {
   EXPECT_EQ(fetch_url(*fetcher, get_url_scripted_server(server, "/page"), "", seconds), 0);
   EXPECT_EQ(test.nb_asked, 2);
   EXPECT_EQ(count_requests_scripted_server(server, "/private/page"), 0u);
+}
+
+// A web without a network: each host answers as its name says. What is told of it is remembered.
+struct made_up_robots {
+  fetch_settings settings;
+  stop_gate gate;
+  http_transport transport;
+  http_fetcher_ptr fetcher = create_http_fetcher(settings);
+  robots_cache_ptr cache = create_robots_cache(settings);
+  std::vector<std::string> told;
+
+  made_up_robots() {
+    settings.gate = &gate;
+    transport.get = answer;
+    transport.get_context = this;
+    fetcher->transport = &transport;
+    cache->event_context = this;
+    cache->on_event = [](robots_event event, std::string_view host, uint32_t status, void* self) {
+      const std::string what = event == ROBOTS_NOT_HAD ? " not had " : " too large ";
+      static_cast<made_up_robots*>(self)->told.push_back(std::string(host) + what +
+                                                         std::to_string(status));
+    };
+  }
+  static uint32_t answer(http_request& request, http_response& response, const http_surroundings&,
+                         void* self) {
+    const std::string& host = request.target.host;
+    if (host == "missing") return response.status = 404;
+    if (host == "stopping") {
+      set_stop_stop_gate(static_cast<made_up_robots*>(self)->gate);
+      return response.status = 408;
+    }
+    response.body = FORBID_PRIVATE;
+    if (host.starts_with("large")) {
+      response.body += "Disallow: /" + host.substr(0, 7) + std::string(ROBOTS_LARGE_BYTES, 'y');
+    }
+    return response.status = 200;
+  }
+  int ask(const std::string& url) { return robots_allowed(*cache, url, *fetcher); }
+};
+
+TEST(robots_cache, keeps_large_sets_once_and_forbids_all_where_one_does_not_fit) {
+  made_up_robots web;
+  web.cache->max_large_bytes = ROBOTS_LARGE_BYTES * 3 / 2;
+  for (const auto& [host, answer] : {std::pair{"large-a", 1},
+                                     {"large-a2", 1},
+                                     {"large-b", 0},
+                                     {"large-a3", 1},
+                                     {"small", 1},
+                                     {"missing", 1}}) {
+    SCOPED_TRACE(host);
+    for (const char* scheme : {"http://", "https://"}) {
+      EXPECT_EQ(web.ask(scheme + std::string(host) + "/"), answer);
+    }
+    EXPECT_EQ(web.ask("http://" + std::string(host) + "/private"), host == "missing"s ? 1 : 0);
+  }
+  EXPECT_EQ(web.told, (std::vector<std::string>{"large-b too large 200", "missing not had 404"}));
+  EXPECT_EQ(web.cache->large_paths.size(), 1u);
+  const robots_counts counts = get_counts_robots_cache(*web.cache);
+  EXPECT_EQ(std::tie(counts.nb_hosts, counts.nb_files, counts.nb_rule_sets),
+            std::make_tuple(6u, 5u, 5u));
+}
+
+TEST(robots_cache, knows_nothing_of_a_host_whose_fetch_a_stop_cut) {
+  made_up_robots web;
+  EXPECT_EQ(web.ask("http://stopping/private"), 1);
+  EXPECT_EQ(web.ask("http://stopping/private"), 1);
+  EXPECT_EQ(web.ask("http://missing/"), 1);
+  EXPECT_EQ(web.cache->hosts, (decltype(web.cache->hosts){{"stopping", ROBOTS_BEING_FETCHED}}));
+  EXPECT_EQ(web.told, std::vector<std::string>());
 }
 
 }  // namespace
