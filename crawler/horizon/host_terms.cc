@@ -15,6 +15,7 @@ void change_in_hands(host_terms& terms, host_work& work, int32_t change) {
   const bool was_at_share = is_at_share(terms, work);
   work.nb_in_hands += static_cast<uint32_t>(change);
   terms.nb_in_hands += static_cast<uint32_t>(change);
+  if (work.rest_until_us != 0) terms.nb_in_hands_at_rest += static_cast<uint32_t>(change);
   if (is_at_share(terms, work) == was_at_share) return;
   terms.nb_at_share += was_at_share ? UINT32_MAX : 1;
 }
@@ -23,6 +24,7 @@ void end_rest(host_terms& terms, host_work& work) {
   if (work.rest_until_us == 0) return;
   work.rest_until_us = 0;
   --terms.nb_resting;
+  terms.nb_in_hands_at_rest -= work.nb_in_hands;
 }
 
 void remove_rested_hosts(host_terms& terms, uint64_t now_us) {
@@ -46,9 +48,9 @@ bool is_welcome_host(const host_terms& terms, std::string_view host, host_claim 
   return claim != CLAIM_SHARE && work.nb_unanswered < terms.share;
 }
 
-bool is_resting_host(const host_terms& terms, std::string_view host) {
+bool is_idle_host(const host_terms& terms, std::string_view host) {
   const auto at = terms.hosts.find(host);
-  return at != terms.hosts.end() && at->second.rest_until_us != 0;
+  return at != terms.hosts.end() && at->second.rest_until_us != 0 && at->second.nb_in_hands == 0;
 }
 
 void take_url_host_terms(host_terms& terms, std::string_view host) {
@@ -78,7 +80,10 @@ void rest_host_terms(host_terms& terms, std::string_view host, uint64_t now_us, 
   if (terms.nb_resting >= MAX_RESTING_HOSTS) remove_rested_hosts(terms, now_us);
   if (terms.nb_resting >= MAX_RESTING_HOSTS) return;
   host_work& work = terms.hosts.try_emplace(std::string(host)).first->second;
-  if (work.rest_until_us == 0) ++terms.nb_resting;
+  if (work.rest_until_us == 0) {
+    ++terms.nb_resting;
+    terms.nb_in_hands_at_rest += work.nb_in_hands;
+  }
   work.rest_until_us = now_us + rest_us;
 }
 
@@ -86,6 +91,7 @@ void clear_host_terms(host_terms& terms) {
   terms.hosts.clear();
   terms.nb_in_hands = 0;
   terms.nb_resting = 0;
+  terms.nb_in_hands_at_rest = 0;
   terms.nb_at_share = 0;
 }
 

@@ -45,12 +45,14 @@ struct host_terms {
   std::unordered_map<std::string, host_work, hash_host_text, std::equal_to<>> hosts;
   uint32_t nb_in_hands = 0;
   uint32_t nb_resting = 0;
+  uint32_t nb_in_hands_at_rest = 0;  // URLs in hands whose host rests
   std::atomic<uint32_t> nb_at_share{0};  // hosts with no less than their share in hands
 };
 
 [[nodiscard]] bool is_welcome_host(const host_terms& terms, std::string_view host, host_claim claim,
                                    uint64_t now_us);
-[[nodiscard]] bool is_resting_host(const host_terms& terms, std::string_view host);
+// Whether the host rests and no URL of it is in hands.
+[[nodiscard]] bool is_idle_host(const host_terms& terms, std::string_view host);
 // Whether every host is welcome whatever the claim.
 [[nodiscard]] inline bool are_all_hosts_welcome(const host_terms& terms) {
   return terms.nb_resting == 0 && terms.nb_at_share.load(std::memory_order_relaxed) == 0;

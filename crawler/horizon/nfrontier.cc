@@ -149,11 +149,11 @@ void settle_served_queue(nfrontier& frontier, uint32_t index, frontier_queue& qu
 // A host at its share is welcome again with the next URL that ends; few queues hold such a host.
 void settle_blocked_queue(nfrontier& frontier, uint32_t index, uint64_t now) {
   frontier_queue& queue = find_or_make_queue_nfrontier(frontier, index);
-  const auto rests = [&](const host_urls& host) {
-    return is_resting_host(frontier.terms, host.host);
+  const auto is_idle = [&](const host_urls& host) {
+    return is_idle_host(frontier.terms, host.host);
   };
   const std::vector<host_urls>& hosts = queue.aside.hosts;
-  if (std::all_of(hosts.begin(), hosts.end(), rests)) {
+  if (std::all_of(hosts.begin(), hosts.end(), is_idle)) {
     queue.next_time_us = std::max(queue.next_time_us, now + LOOK_AGAIN_US);
   }
   insert_heap(frontier.due, {queue.next_time_us, index});
@@ -188,10 +188,11 @@ take_answer serve_queue(std::string& url, const frontier_look& look, uint32_t in
 }
 
 // What queues that were due and blocked may give when no other has a URL: one of a host that
-// answers; and where there is nothing but hosts that rest, and nothing in hands, one of those.
+// answers; and where there is nothing but hosts that rest, in queues and in hands, one of those.
 host_claim choose_last_claim(const nfrontier& frontier, size_t nb_out_of_heap) {
   const bool is_all_blocked = frontier.nb_blocked == frontier.due.entries.size() + nb_out_of_heap;
-  return is_all_blocked && frontier.terms.nb_in_hands == 0 ? CLAIM_REST : CLAIM_ANSWER;
+  const bool rests_all = frontier.terms.nb_in_hands == frontier.terms.nb_in_hands_at_rest;
+  return is_all_blocked && rests_all ? CLAIM_REST : CLAIM_ANSWER;
 }
 
 nfrontier_answer serve_blocked_queues(std::string& url, uint32_t& allowed_time, frontier_look look,

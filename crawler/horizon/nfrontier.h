@@ -10,9 +10,9 @@
 //
 // A URL whose host is not to be asked at the moment (host_terms.h) is set aside within its queue,
 // and those behind it are served meanwhile; it is the first to go when its host is welcome again. A
-// queue that holds nothing but hosts at rest is looked at four times a second. When nothing is in
-// spiders' hands and there is nothing else in any queue, URLs of hosts at rest are handed out all
-// the same: a crawl comes to its end. So they are where too many of them are set aside.
+// queue that holds nothing but hosts at rest is looked at four times a second. When there is
+// nothing else in any queue or in spiders' hands, URLs of hosts at rest are handed out all the
+// same: a crawl comes to its end. So they are where too many of them are set aside.
 //
 // Queues are made when their first URL comes, so a large number of them costs nothing by itself.
 // Threads: one at a time, under the horizon's lock; nb_urls may be read without it.

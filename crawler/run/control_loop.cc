@@ -90,8 +90,11 @@ void checkpoint_after_stop(Crawler& crawler) {
   }
 }
 
+// At once: the crawl may stand still until somebody reads it.
 void tell_shortage(const std::string& text, void* context) {
-  write_log(*static_cast<Crawler*>(context)->log, LOG_ERROR, "s-comment", text);
+  Log& log = *static_cast<Crawler*>(context)->log;
+  write_log(log, LOG_ERROR, "s-comment", text);
+  flush_log(log);
 }
 
 void tell_end_of_shortage(Crawler& crawler) {

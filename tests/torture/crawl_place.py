@@ -73,22 +73,26 @@ class CrawlPlace:
         return Run(status, waits, self.read_errors(), self.read("log"))
 
     def wait(self, process):
-        """The status, None for a process that does not end, and whether it waited for its disk.
+        """The status, None for a process that does not end, and whether it waited for its machine.
 
-        A crawl waits for URLs that the disk does not give back, and says so each second; there it
-        is asked to stop.
+        A crawl waits for URLs that the disk does not give back, and says so each second; and for
+        what connections need, and says so once. There it is asked to stop.
         """
         until, waits = time.monotonic() + TIME_LIMIT, False
         while time.monotonic() < until:
             try:
                 return process.wait(0.5), waits
             except subprocess.TimeoutExpired:
-                if not waits and self.read_errors().count("its URLs wait\n") >= 3:
+                if not waits and self.is_waiting():
                     waits = True
                     process.send_signal(signal.SIGINT)
         process.kill()
         process.wait()
         return None, waits
+
+    def is_waiting(self):
+        return (self.read_errors().count("its URLs wait\n") >= 3 or
+                "fetches wait until there is enough" in self.read("log"))
 
     def read_errors(self):
         return self.read("../" + os.path.basename(self.base) + ".errors")
