@@ -175,7 +175,7 @@ void add_seeds(Crawler& crawler, const CrawlerConfig& config) {
 
 void set_up_checkpoint(Crawler& crawler, const CrawlerConfig& config) {
   if (config.checkpoint_directory.empty()) return;
-  crawler.checkpoint_interval_seconds = static_cast<uint32_t>(config.checkpoint_interval_seconds);
+  crawler.checkpoint_interval_seconds = take_positive(config.checkpoint_interval_seconds, 0);
   if (!is_directory(config.checkpoint_directory) ||
       is_precious_directory(config.checkpoint_directory)) {
     report_fatal_error("The directory configured for checkpoint is not valid.\n");
@@ -255,7 +255,7 @@ void start_fresh_crawler(Crawler& crawler) {
     report_fatal_error("The store directory for flatsite is not a valid directory. \n");
   }
   // The temporary directory was emptied when the horizon moved in; its files stay.
-  if (is_same_directory(crawler.store_directory, crawler.temp_directory)) return;
+  if (is_same_file(crawler.store_directory, crawler.temp_directory)) return;
   empty_directory(crawler.store_directory);
 }
 

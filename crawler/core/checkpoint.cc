@@ -3,8 +3,6 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstdlib>
-#include <memory>
 #include <vector>
 
 #include "crawler/core/checkpoint_directory.h"
@@ -22,26 +20,19 @@ namespace {
 std::string find_target_fault(const Crawler& crawler, const std::string& directory) {
   if (!is_directory(directory)) return "it is not a directory";
   if (is_precious_directory(directory)) return "it is the root, home or working directory";
-  if (is_same_directory(directory, crawler.temp_directory)) {
+  if (is_same_file(directory, crawler.temp_directory)) {
     return "it is the directory for temporary data";
   }
-  if (is_same_directory(directory, crawler.store_directory)) return "it is the store directory";
+  if (is_same_file(directory, crawler.store_directory)) return "it is the store directory";
   if (!holds_only_checkpoint(directory)) return "it holds other things than a checkpoint";
   return {};
-}
-
-// The directory itself where path leads to it by a symbolic link, which then stays.
-std::string resolve_path(const std::string& path) {
-  const std::unique_ptr<char, void (*)(void*)> resolved(::realpath(path.c_str(), nullptr),
-                                                        std::free);
-  return resolved != nullptr ? std::string(resolved.get()) : path;
 }
 
 // Where to write it first; empty when what stands there belongs to this crawl or its user.
 std::string choose_beside(const Crawler& crawler, const std::string& target) {
   std::string beside = target + ".new";
-  const bool is_taken = is_same_directory(beside, crawler.temp_directory) ||
-                        is_same_directory(beside, crawler.store_directory) ||
+  const bool is_taken = is_same_file(beside, crawler.temp_directory) ||
+                        is_same_file(beside, crawler.store_directory) ||
                         is_precious_directory(beside);
   return is_taken ? std::string() : beside;
 }
