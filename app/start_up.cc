@@ -64,7 +64,7 @@ crawler_ptr load_profile_or_image(const start_request& request) {
   }
   crawler_ptr crawler;
   if (read_whole_file(request.config_path, MAX_IMAGE_BYTES, bytes)) {
-    crawler = load_crawler_image(bytes);
+    crawler = load_crawler_image(bytes, request.config_path);
   }
   if (crawler == nullptr) {
     print_message(format_text("The crawler image '%s' is damaged.\n", request.config_path.c_str()));

@@ -27,9 +27,9 @@ const struct dirent* read_entry(DIR* entries) {
 
 bool is_home_directory(const std::string& path) {
   const char* home = std::getenv("HOME");
-  if (home != nullptr && *home != '\0' && is_same_directory(path, home)) return true;
+  if (home != nullptr && *home != '\0' && is_same_file(path, home)) return true;
   const struct passwd* user = ::getpwuid(::geteuid());
-  return user != nullptr && user->pw_dir != nullptr && is_same_directory(path, user->pw_dir);
+  return user != nullptr && user->pw_dir != nullptr && is_same_file(path, user->pw_dir);
 }
 
 }  // namespace
@@ -51,11 +51,17 @@ bool get_file_size(const std::string& path, uint64_t& size) {
   return true;
 }
 
-bool is_same_directory(const std::string& a, const std::string& b) {
+bool is_same_file(const std::string& a, const std::string& b) {
   struct stat facts_a {};
   struct stat facts_b {};
   return ::stat(a.c_str(), &facts_a) == 0 && ::stat(b.c_str(), &facts_b) == 0 &&
          facts_a.st_dev == facts_b.st_dev && facts_a.st_ino == facts_b.st_ino;
+}
+
+std::string resolve_path(const std::string& path) {
+  const std::unique_ptr<char, void (*)(void*)> resolved(::realpath(path.c_str(), nullptr),
+                                                        std::free);
+  return resolved != nullptr ? std::string(resolved.get()) : path;
 }
 
 bool list_files(const std::string& directory, std::vector<std::string>& names) {
@@ -89,7 +95,7 @@ bool list_entries(const std::string& directory, std::vector<std::string>& names)
 }
 
 bool is_precious_directory(const std::string& path) {
-  return is_same_directory(path, "/") || is_same_directory(path, ".") || is_home_directory(path);
+  return is_same_file(path, "/") || is_same_file(path, ".") || is_home_directory(path);
 }
 
 bool empty_directory(const std::string& directory) {

@@ -10,7 +10,10 @@ namespace wk {
 [[nodiscard]] bool is_directory(const std::string& path);
 [[nodiscard]] bool is_regular_file(const std::string& path);  // a symbolic link is none
 [[nodiscard]] bool get_file_size(const std::string& path, uint64_t& size);
-[[nodiscard]] bool is_same_directory(const std::string& a, const std::string& b);
+// True when both lead to one file, or one directory, by whatever names.
+[[nodiscard]] bool is_same_file(const std::string& a, const std::string& b);
+// The path without symbolic links; as it is where it leads nowhere.
+[[nodiscard]] std::string resolve_path(const std::string& path);
 
 // The names (not paths) of the regular files directly inside, sorted. False when it cannot be read.
 [[nodiscard]] bool list_files(const std::string& directory, std::vector<std::string>& names);

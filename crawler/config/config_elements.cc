@@ -50,6 +50,12 @@ constexpr config_attribute make_path(const char* name, config_value_type type, c
   return {name, type, false, set_field<FIELD>, "", "", effect};
 }
 
+template <auto FIELD>
+constexpr config_attribute make_interval(const char* name, manual_text text) {
+  return {name,      CONFIG_INTERVAL, false, set_field<FIELD>, text.default_value,
+          text.unit, text.effect};
+}
+
 constexpr config_attribute make_special(const char* name, config_value_type type,
                                         void (*set)(profile_reading&, const std::string&),
                                         manual_text text) {
@@ -58,6 +64,9 @@ constexpr config_attribute make_special(const char* name, config_value_type type
 
 constexpr config_attribute make_required(const char* name, const char* effect) {
   return {name, CONFIG_TEXT, true, nullptr, "", "", effect};
+}
+constexpr config_attribute make_pattern(const char* name, const char* effect) {
+  return {name, CONFIG_PATTERN, true, nullptr, "", "", effect};
 }
 constexpr config_attribute make_optional(const char* name, config_value_type type,
                                          manual_text text) {
@@ -175,14 +184,14 @@ constexpr config_attribute SEED_ENTRY[] = {
                   {"0", "most pages of this seed's site that are stored; 0: no limit", "pages"}),
 };
 constexpr config_attribute URL_PATTERN_ENTRY[] = {
-    make_required("name", "regular expression (RE2) that the URL begins with"),
+    make_pattern("name", "regular expression (RE2) that the URL begins with"),
 };
 constexpr config_attribute EXTENSION_ENTRY[] = {
-    make_required("name", "the extension without its dot, a regular expression (RE2)"),
+    make_pattern("name", "the extension without its dot, a regular expression (RE2)"),
 };
 constexpr config_attribute SITE_ENTRY[] = {make_required("name", "the site's domain")};
 constexpr config_attribute REGEX_ENTRY[] = {
-    make_required("expr", "regular expression (RE2) that the whole URL matches"),
+    make_pattern("expr", "regular expression (RE2) that the whole URL matches"),
 };
 constexpr config_attribute CREDENTIAL_ENTRY[] = {
     make_required("site", "the site, as `www.example.org` or with the begin of a path"),
@@ -190,7 +199,7 @@ constexpr config_attribute CREDENTIAL_ENTRY[] = {
     make_required("pass", "the password, in plain text"),
 };
 constexpr config_attribute SUBSTITUTION_ENTRY[] = {
-    make_required("src-pattern", "regular expression (RE2) that is looked for in a link"),
+    make_pattern("src-pattern", "regular expression (RE2) that is looked for in a link"),
     make_required("dst-pattern", "what its first match becomes; `\\0` to `\\9` are groups"),
 };
 constexpr config_attribute COOKIE_ENTRY[] = {
@@ -220,7 +229,7 @@ constexpr config_attribute FRONTIER[] = {
         {"0", "not 0: spiders do not wait out `sleep_interval`; for sites of one's own", "switch"}),
     make_attribute<&values::frontier_mode>(
         "mode", {"0", "2: 100 queues of 1000 URLs, whatever else is said; no other has an effect"}),
-    make_attribute<&values::sleep_interval_seconds>(
+    make_interval<&values::sleep_interval_seconds>(
         "sleep_interval", {"60", "time between two requests to one host", "seconds"}),
     make_special("nb_queues", CONFIG_INTEGER, set_nb_queues,
                  {"100", "queues that hosts are spread over; must be above 0", "queues"}),
@@ -312,7 +321,7 @@ constexpr config_attribute USER_AGENT[] = {
 constexpr config_attribute CHECKPOINT[] = {
     make_path<&values::checkpoint_directory>(
         "dir", CONFIG_DIRECTORY, "directory of the checkpoint; nothing else may stand in it"),
-    make_attribute<&values::checkpoint_interval_seconds>(
+    make_interval<&values::checkpoint_interval_seconds>(
         "interval", {"0", "time between two checkpoints; 0: only those asked for", "seconds"}),
 };
 constexpr config_attribute CANONICAL_URLS[] = {

@@ -29,6 +29,8 @@ enum config_value_type : uint32_t {
   CONFIG_DIRECTORY = 3,  // a text: the path of a directory that is there
   CONFIG_FILE = 4,       // a text: the path of a file to be written
   CONFIG_FILE_BASE = 5,  // a text: what the paths of such files begin with, before ".1", ".2"
+  CONFIG_INTERVAL = 6,   // an integer; one below 0 counts as 0
+  CONFIG_PATTERN = 7,    // a text: a pattern, which says nothing when it is empty
 };
 
 // How a boolean is written. Everything that is none of the first is read as false.

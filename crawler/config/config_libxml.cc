@@ -56,11 +56,6 @@ crawler_config_ptr read_config_with_libxml(const std::string& path, const std::s
     print_message(fault.no_root ? "Empty document.\n" : "Document not parsed successfully.\n");
     return nullptr;
   }
-  if (has_xml_declarations(*document)) {
-    print_config_fault(path, 0, NO_DECLARATIONS);
-    print_message("Document not parsed successfully.\n");
-    return nullptr;
-  }
   const xmlNode* root = xmlDocGetRootElement(document.get());
   if (root == nullptr) {
     print_message("Empty document.\n");

@@ -6,10 +6,10 @@
 // when there is none, after a message on standard error that says where a file is broken. A
 // frontier with nb_queues 0 or less ends the process.
 //
-// Of well-formed files both make the same record. A document type may name a DTD, which is not
-// loaded; a file that declares entities or attribute defaults itself is refused. The second reader
-// also takes files with small faults (a bare "&" in a URL, a reference to an entity that nothing
-// declares), and of encodings only UTF-8, UTF-16 and Latin-1.
+// Both make the same record, and refuse the same files, but for two things: the second reader takes
+// of encodings only UTF-8, UTF-16 and Latin-1, and it refuses a file that uses an entity which the
+// file declares, which the libxml2 reader expands. A document type may name a DTD, which is not
+// loaded. Every declaration but that of an internal general entity is refused.
 #pragma once
 
 #include <string>

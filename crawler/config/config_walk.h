@@ -32,9 +32,10 @@ enum profile_choice : uint32_t {
                                                      const std::string& name,
                                                      profile_choice choice);
 
-// The fault of a file whose document type declares entities or attribute defaults by itself.
+// The fault of a document type that declares anything else: what stands in other files, what makes
+// up declarations, and defaults of attributes.
 constexpr std::string_view NO_DECLARATIONS =
-    "declarations inside the document type are not supported";
+    "a document type may declare nothing but internal general entities";
 
 // Says on standard error where a file is broken: "file:line: text", without the line when it is 0.
 void print_config_fault(const std::string& path, size_t line, std::string_view text);

@@ -36,12 +36,11 @@ struct xml_fault {
   std::string text;
 };
 
-// options are those of xmlReadFile. Null when the file can't be read or is broken; a document comes
-// with a fault too when it loses text. Nothing is printed.
+// options are those of xmlReadFile. Internal general entities are expanded, as far as the library's
+// limits go; every other declaration is a fault, so that no file names another that is read. Null
+// when the file can't be read or is broken; a document comes with a fault too when it loses text.
+// Nothing is printed.
 [[nodiscard]] xml_document_ptr parse_xml_file(const std::string& path, int options,
                                               xml_fault& fault);
-// True when the document type declares entities or attribute defaults by itself. Declared entities
-// could make a small file expand without end.
-[[nodiscard]] bool has_xml_declarations(const xmlDoc& document);
 
 }  // namespace wk

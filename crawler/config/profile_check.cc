@@ -16,6 +16,7 @@
 #include "crawler/config/near_name.h"
 #include "crawler/config/profile_place.h"
 #include "crawler/config/tag_lines.h"
+#include "wkstd/directory.h"
 #include "wkstd/text.h"
 
 namespace wk {
@@ -28,6 +29,8 @@ struct profile_inspection {
   const profile_question& question;
   tag_lines lines;
   std::vector<std::string>& doubts;
+  std::string store_directory = {};  // both are emptied when a crawl starts; empty: none
+  std::string temp_directory = {};
 };
 
 std::string_view get_name(const xmlNode& node) { return as_bytes(node.name); }
@@ -93,22 +96,47 @@ bool is_boolean_word(std::string_view value) {
   return holds(TRUE_WORDS) || holds(FALSE_WORDS);
 }
 
+std::string find_number_fault(const std::string& value) {
+  if (is_whole_number(value)) return {};
+  return "is no whole number of 32 bits and counts as " + std::to_string(parse_integer(value));
+}
+
+// What is wrong with a file that the crawl writes. is_own: it is the profile.
+std::string find_output_fault(const profile_inspection& inspection, const std::string& path,
+                              bool is_own) {
+  if (is_own) return "is this profile; no crawl starts";
+  std::string fault = find_file_fault(path);
+  if (fault.empty() && (is_emptied_file(path, inspection.store_directory) ||
+                        is_emptied_file(path, inspection.temp_directory))) {
+    fault = "stands in a directory that is emptied at the start";
+  }
+  return fault;
+}
+
 // What is wrong with a value of the type, to stand behind it; empty: nothing.
-std::string find_value_fault(config_value_type type, const std::string& value) {
+std::string find_value_fault(const profile_inspection& inspection, config_value_type type,
+                             const std::string& value) {
+  const std::string& profile = inspection.question.path;
   switch (type) {
     case CONFIG_TEXT:
       return {};
+    case CONFIG_PATTERN:
+      return value.empty() ? "is an empty pattern" : "";
     case CONFIG_INTEGER:
-      if (is_whole_number(value)) return {};
-      return "is no whole number of 32 bits and counts as " + std::to_string(parse_integer(value));
+      return find_number_fault(value);
+    case CONFIG_INTERVAL:
+      if (is_whole_number(value) && parse_integer(value) < 0) return "is below 0 and counts as 0";
+      return find_number_fault(value);
     case CONFIG_BOOLEAN:
       return is_boolean_word(value) ? "" : "is neither true nor false and counts as false";
     case CONFIG_DIRECTORY:
       return find_directory_fault(value);
     case CONFIG_FILE:
-      return find_file_fault(value);
+      if (value.empty()) return {};
+      return find_output_fault(inspection, value, is_same_file(value, profile));
     case CONFIG_FILE_BASE:
-      return value.empty() ? "" : find_file_fault(value + ".1");
+      if (value.empty()) return {};
+      return find_output_fault(inspection, value + ".1", is_link_file(value, profile));
   }
   return {};
 }
@@ -129,7 +157,7 @@ void inspect_attributes(profile_inspection& inspection, const xmlNode& node,
     const config_attribute& attribute = attributes[static_cast<size_t>(found - known.begin())];
     std::string value;
     if (!find_value(node, attribute.name, value)) continue;
-    const std::string fault = find_value_fault(attribute.type, value);
+    const std::string fault = find_value_fault(inspection, attribute.type, value);
     if (!fault.empty()) add_doubt(inspection, node, name, what + ": " + quote(value) + " " + fault);
   }
 }
@@ -203,7 +231,18 @@ const xmlNode* choose_profile(const profile_question& question, const xmlNode& r
   return chosen != nullptr ? chosen : first;
 }
 
+// As the reader takes them: the last ones. Without one of its own, temporary data goes to the
+// store.
+void find_emptied_directories(profile_inspection& inspection, const xmlNode& profile) {
+  for (const xmlNode* child = profile.children; child != nullptr; child = child->next) {
+    if (!is_ours(*child) || get_name(*child) != "store") continue;
+    (void)find_value(*child, "name", inspection.store_directory);
+    (void)find_value(*child, "temp_data_path", inspection.temp_directory);
+  }
+}
+
 void inspect_profile(profile_inspection& inspection, const xmlNode& profile) {
+  find_emptied_directories(inspection, profile);
   inspect_attributes(inspection, profile, get_config_profile_attributes());
   inspect_admin_port(inspection, profile);
   for (const xmlNode* child = profile.children; child != nullptr; child = child->next) {
@@ -218,12 +257,13 @@ bool check_profile(const profile_question& question, std::vector<std::string>& d
   xml_fault fault;
   const xml_document_ptr document =
       parse_xml_file(question.path, XML_PARSE_NONET | XML_PARSE_BIG_LINES, fault);
-  if (document == nullptr || fault.loses_text || has_xml_declarations(*document)) return false;
+  if (document == nullptr || fault.loses_text) return false;
   const xmlNode* root = xmlDocGetRootElement(document.get());
   if (root == nullptr) return false;
   const xmlNode* profile = choose_profile(question, *root);
   if (profile == nullptr) return false;
-  profile_inspection inspection{question, load_tag_lines(question.path), doubts};
+  profile_inspection inspection{
+      .question = question, .lines = load_tag_lines(question.path), .doubts = doubts};
   inspect_profile(inspection, *profile);
   return true;
 }

@@ -6,6 +6,7 @@
 
 #include "wkskt/skt.h"
 #include "wkstd/directory.h"
+#include "wkstd/directory_copy.h"
 
 namespace wk {
 
@@ -33,6 +34,19 @@ std::string find_file_fault(const std::string& path) {
   const bool is_open =
       is_there ? ::access(path.c_str(), W_OK) == 0 : ::access(directory.c_str(), W_OK | X_OK) == 0;
   return is_open ? "" : "can't be written";
+}
+
+bool is_emptied_file(const std::string& path, const std::string& directory) {
+  return is_same_file(get_parent_directory(resolve_path(path)), directory);
+}
+
+bool is_link_file(const std::string& base, const std::string& path) {
+  if (base.empty()) return false;
+  if (is_same_file(base + ".1", path)) return true;  // by another name
+  const size_t dot = path.rfind('.');
+  return dot != std::string::npos && dot + 1 < path.size() &&
+         path.find_first_not_of("0123456789", dot + 1) == std::string::npos &&
+         is_same_file(base + path.substr(dot), path);
 }
 
 std::string find_admin_port_fault(const std::string& address, int32_t port) {

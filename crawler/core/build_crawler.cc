@@ -2,6 +2,7 @@
 
 #include "crawler/config/config_reader.h"
 #include "crawler/config/config_writer.h"
+#include "crawler/config/profile_place.h"
 #include "crawler/url/url_form.h"
 #include "wkstd/clock.h"
 #include "wkstd/directory.h"
@@ -36,6 +37,17 @@ void copy_settings(Crawler& crawler, const CrawlerConfig& config) {
   crawler.store_directory = config.store_name;
   crawler.temp_directory = config.temp_data_path;
   crawler.link_file_base = config.link_file_path;
+}
+
+// A crawl that wrote into its profile would be the last one of it.
+void keep_source(const CrawlerConfig& config, const std::string& source) {
+  const char* writer = nullptr;
+  if (is_same_file(config.log_name, source)) writer = "log";
+  if (is_same_file(config.status_file_path, source)) writer = "status file";
+  if (is_link_file(config.link_file_path, source)) writer = "link file";
+  if (writer == nullptr) return;
+  report_fatal_error(
+      format_text("The %s would overwrite the profile '%s'.\n", writer, source.c_str()));
 }
 
 void prepare_temp_directory(const std::string& directory) {
@@ -193,7 +205,7 @@ void add_seeds(Crawler& crawler, const CrawlerConfig& config) {
 
 void set_up_checkpoint(Crawler& crawler, const CrawlerConfig& config) {
   if (config.checkpoint_directory.empty()) return;
-  crawler.checkpoint_interval_seconds = static_cast<uint32_t>(config.checkpoint_interval_seconds);
+  crawler.checkpoint_interval_seconds = take_positive(config.checkpoint_interval_seconds, 0);
   if (!is_directory(config.checkpoint_directory) ||
       is_precious_directory(config.checkpoint_directory)) {
     report_fatal_error("The directory configured for checkpoint is not valid.\n");
@@ -225,8 +237,10 @@ url_hold_ptr build_store(const config_values& config, Log* log, const fetch_sett
   return store;
 }
 
-crawler_ptr build_crawler(CrawlerConfig& config) {
+crawler_ptr build_crawler(CrawlerConfig& config, const std::string& source) {
+  keep_source(config, source);
   auto crawler = std::make_unique<Crawler>();
+  lock_crawl_directories(crawler->directories, config);
   copy_settings(*crawler, config);
   prepare_temp_directory(config.temp_data_path);
   crawler->horizon = build_horizon(config);
@@ -265,7 +279,7 @@ crawler_ptr load_crawler(const std::string& path, const std::string& name, bool 
     print_message(format_text("Couldn't load crawler config file '%s'", path.c_str()));
     return nullptr;
   }
-  return build_crawler(*config);
+  return build_crawler(*config, path);
 }
 
 void start_fresh_crawler(Crawler& crawler) {
@@ -274,7 +288,7 @@ void start_fresh_crawler(Crawler& crawler) {
     report_fatal_error("The store directory for flatsite is not a valid directory. \n");
   }
   // The temporary directory was emptied when the horizon moved in; its files stay.
-  if (is_same_directory(crawler.store_directory, crawler.temp_directory)) return;
+  if (is_same_file(crawler.store_directory, crawler.temp_directory)) return;
   empty_directory(crawler.store_directory);
 }
 

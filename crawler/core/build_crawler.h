@@ -14,9 +14,11 @@ namespace wk {
 [[nodiscard]] url_hold_ptr build_store(const config_values& config, Log* log,
                                        const fetch_settings* fetch);
 
-// Empties the temporary directory, creates everything a crawl owns, adds the seeds and writes the
-// profile into the log. Directories that are not usable end the process with a fatal report.
-[[nodiscard]] crawler_ptr build_crawler(CrawlerConfig& config);
+// Locks the crawl's directories, empties the temporary one, creates everything a crawl owns, adds
+// the seeds and writes the profile into the log. Directories that are not usable, or that another
+// crawl uses, end the process with a fatal report; so does a file to be written that is source, the
+// file that config was read from (empty: none).
+[[nodiscard]] crawler_ptr build_crawler(CrawlerConfig& config, const std::string& source = {});
 
 // Reads the profile called name (empty: the first) from path and builds a crawler from it. Null
 // when there is no profile; the reader has said why, and the path is said behind it.

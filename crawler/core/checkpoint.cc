@@ -3,8 +3,7 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstdlib>
-#include <memory>
+#include <utility>
 #include <vector>
 
 #include "crawler/core/checkpoint_directory.h"
@@ -22,37 +21,31 @@ namespace {
 std::string find_target_fault(const Crawler& crawler, const std::string& directory) {
   if (!is_directory(directory)) return "it is not a directory";
   if (is_precious_directory(directory)) return "it is the root, home or working directory";
-  if (is_same_directory(directory, crawler.temp_directory)) {
+  if (is_same_file(directory, crawler.temp_directory)) {
     return "it is the directory for temporary data";
   }
-  if (is_same_directory(directory, crawler.store_directory)) return "it is the store directory";
+  if (is_same_file(directory, crawler.store_directory)) return "it is the store directory";
   if (!holds_only_checkpoint(directory)) return "it holds other things than a checkpoint";
   return {};
-}
-
-// The directory itself where path leads to it by a symbolic link, which then stays.
-std::string resolve_path(const std::string& path) {
-  const std::unique_ptr<char, void (*)(void*)> resolved(::realpath(path.c_str(), nullptr),
-                                                        std::free);
-  return resolved != nullptr ? std::string(resolved.get()) : path;
 }
 
 // Where to write it first; empty when what stands there belongs to this crawl or its user.
 std::string choose_beside(const Crawler& crawler, const std::string& target) {
   std::string beside = target + ".new";
-  const bool is_taken = is_same_directory(beside, crawler.temp_directory) ||
-                        is_same_directory(beside, crawler.store_directory) ||
+  const bool is_taken = is_same_file(beside, crawler.temp_directory) ||
+                        is_same_file(beside, crawler.store_directory) ||
                         is_precious_directory(beside);
   return is_taken ? std::string() : beside;
 }
 
 // The caller holds the horizon's lock.
-bool copy_horizon(const Crawler& crawler, const std::string& directory) {
+bool copy_horizon(const Crawler& crawler, const std::string& directory, directory_lock_ptr& lock) {
   std::vector<std::string> names;
   if (!list_files(crawler.temp_directory, names)) return false;
   std::erase_if(names, [](const std::string& name) { return !is_horizon_file_name(name); });
-  const std::string target = resolve_path(directory);
-  return replace_checkpoint(crawler.temp_directory, names, target, choose_beside(crawler, target));
+  const std::string target = resolve_path(directory);  // a symbolic link to it stays
+  return replace_checkpoint(crawler.temp_directory, names, target, choose_beside(crawler, target),
+                            lock);
 }
 
 checkpoint_status report_checkpoint(Crawler& crawler, const std::string& directory,
@@ -85,6 +78,18 @@ bool copy_back(const std::string& checkpoint, const std::string& temp_directory)
   return refusal == 0;
 }
 
+// A crawl that finds nothing has nothing to do, and its operator to be told.
+void tell_of_new_begin(Crawler& crawler) {
+  const std::string& directory = crawler.checkpoint_directory;
+  std::vector<checkpoint_file> files;
+  if (!directory.empty() && (!list_checkpoint_files(directory, files) || !files.empty())) return;
+  const std::string text = (directory.empty() ? "The profile names no checkpoint directory"
+                                              : "There is no checkpoint in " + directory) +
+                           ": the crawl begins anew, and with no URL, not even its seeds\n";
+  print_message(text);
+  write_log(*crawler.log, LOG_WARNING, "s-comment", text);
+}
+
 // The next checkpoint would put what was read in the place of what is there, and what could not be
 // read would be lost for good. A crawl that is not restored whole leaves it for another attempt.
 void keep_checkpoint(Crawler& crawler) {
@@ -107,18 +112,27 @@ void flush_for_checkpoint(Crawler& crawler) {
 
 checkpoint_status write_checkpoint(Crawler& crawler, const std::string& directory,
                                    std::string& reason) {
+  directory_lock_ptr& own_lock = crawler.directories.checkpoint;
+  directory_lock_ptr other_lock;
+  const bool is_own = holds_directory_lock(own_lock, directory);
   reason = find_target_fault(crawler, directory);
+  if (reason.empty() && !is_own && lock_directory(directory, other_lock) == DIRECTORY_TAKEN) {
+    reason = "it is in use by another crawl";
+  }
   if (!reason.empty()) return report_checkpoint(crawler, directory, CHECKPOINT_REFUSED, reason);
   flush_for_checkpoint(crawler);
   horizon& urls = *crawler.horizon->self;
   const std::unique_lock<std::mutex> hold = lock_horizon(urls);
   errno = 0;
-  const bool written = save_horizon(urls) == HORIZON_OK && copy_horizon(crawler, directory);
+  const bool written = save_horizon(urls) == HORIZON_OK &&
+                       copy_horizon(crawler, directory, is_own ? own_lock : other_lock);
   if (!written) reason = errno != 0 ? get_system_error_text(errno) : "the horizon can't be saved";
+  if (written && !is_own) own_lock = std::move(other_lock);
   return report_checkpoint(crawler, directory, written ? CHECKPOINT_OK : CHECKPOINT_FAILED, reason);
 }
 
 bool restore_crawler(Crawler& crawler) {
+  tell_of_new_begin(crawler);
   crawler.horizon->clear(*crawler.horizon);
   bool whole = empty_directory(crawler.temp_directory) &&
                copy_back(crawler.checkpoint_directory, crawler.temp_directory);

@@ -34,13 +34,16 @@ void remove_checkpoint_directory(const std::string& directory) {
   ::rmdir(directory.c_str());
 }
 
-// Makes beside with target's access rights. What an interrupted checkpoint left there is no use to
-// anybody; anything else stays.
-bool make_new_directory(const std::string& target, const std::string& beside) {
+// Makes beside with target's access rights, and locks it. What an interrupted checkpoint left there
+// is no use to anybody; anything else, another crawl's checkpoint too, stays.
+bool make_new_directory(const std::string& target, const std::string& beside,
+                        directory_lock_ptr& lock) {
+  if (lock_directory(beside, lock) == DIRECTORY_TAKEN) return false;
   remove_checkpoint_directory(beside);
   struct stat facts {};
   return ::stat(target.c_str(), &facts) == 0 && ::mkdir(beside.c_str(), 0700) == 0 &&
-         ::chmod(beside.c_str(), facts.st_mode & 07777) == 0;
+         ::chmod(beside.c_str(), facts.st_mode & 07777) == 0 &&
+         lock_directory(beside, lock) != DIRECTORY_TAKEN;
 }
 
 // The names on the list, sorted. False when it can't be read or is none of ours.
@@ -162,8 +165,11 @@ bool list_checkpoint_files(const std::string& directory, std::vector<checkpoint_
 }
 
 bool replace_checkpoint(const std::string& source, const std::vector<std::string>& names,
-                        const std::string& target, const std::string& beside) {
-  if (beside.empty() || !make_new_directory(target, beside)) {
+                        const std::string& target, const std::string& beside,
+                        directory_lock_ptr& lock) {
+  directory_lock_ptr new_lock;
+  if (beside.empty() || !make_new_directory(target, beside, new_lock) ||
+      (lock != nullptr && !holds_directory_lock(new_lock, beside))) {
     return write_in_place(source, names, target);
   }
   const bool copied = copy_files_synced(source, beside, names);
@@ -173,6 +179,7 @@ bool replace_checkpoint(const std::string& source, const std::vector<std::string
   if (copied && !exchanged && is_exchange_impossible(refusal)) {
     return write_in_place(source, names, target);
   }
+  if (exchanged) lock = std::move(new_lock);
   errno = refusal;
   return exchanged;
 }

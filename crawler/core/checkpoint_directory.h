@@ -20,6 +20,8 @@
 #include <string>
 #include <vector>
 
+#include "wkstd/directory_lock.h"
+
 namespace wk {
 
 // True when everything inside may be replaced: an empty directory, or a checkpoint in any state.
@@ -34,9 +36,12 @@ struct checkpoint_file {
                                          std::vector<checkpoint_file>& files);
 
 // Makes copies of the named files of source the checkpoint in target. target leads to the directory
-// by no symbolic link. beside, the path to write it at first, may be empty: in place then.
+// by no symbolic link. beside, the path to write it at first, may be empty: in place then, as when
+// another crawl holds what stands there. lock is the caller's of target, or null where there are no
+// locks; the directory that takes the name is locked before it does, and lock then is its lock.
 [[nodiscard]] bool replace_checkpoint(const std::string& source,
                                       const std::vector<std::string>& names,
-                                      const std::string& target, const std::string& beside);
+                                      const std::string& target, const std::string& beside,
+                                      directory_lock_ptr& lock);
 
 }  // namespace wk

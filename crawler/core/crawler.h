@@ -15,6 +15,7 @@
 #include "crawler/content/crawler_content_plugin.h"
 #include "crawler/content/digest_table.h"
 #include "crawler/core/crawl_counters.h"
+#include "crawler/core/crawl_directories.h"
 #include "crawler/core/page_allowance.h"
 #include "crawler/fetch/cookie_jar.h"
 #include "crawler/fetch/fetch_settings.h"
@@ -34,6 +35,9 @@ namespace wk {
 
 struct Crawler {
   stop_gate gate;  // the crawler's lock and condition, the stop and pause flags
+
+  // Comes first, and so is there until everything that writes into them has ended.
+  crawl_directories directories;
 
   // Fixed once built, shared by all threads. The log comes first: what follows writes to it.
   log_ptr log;

@@ -149,7 +149,7 @@ void save_crawler(Crawler& crawler, std::string& stream) {
 
 bool is_crawler_image(std::string_view bytes) { return take_expected(bytes, CRAWLER_IMAGE_MARK); }
 
-crawler_ptr load_crawler_image(std::string_view bytes) {
+crawler_ptr load_crawler_image(std::string_view bytes, const std::string& source) {
   image_rows rows;
   if (!take_expected(bytes, CRAWLER_IMAGE_MARK) || !take_horizon_row(bytes, rows) ||
       !take_object_rows(bytes, rows) || !take_setting_rows(bytes, rows) || !bytes.empty() ||
@@ -159,7 +159,7 @@ crawler_ptr load_crawler_image(std::string_view bytes) {
   CrawlerConfig config;
   static_cast<config_values&>(config) = rows.profile;
   adjust_profile(rows, config);
-  crawler_ptr crawler = build_crawler(config);
+  crawler_ptr crawler = build_crawler(config, source);
   load_objects(rows, *crawler);
   crawler->url_dates = std::move(rows.url_dates);
   return crawler;

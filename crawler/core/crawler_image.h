@@ -39,8 +39,10 @@ void save_crawler(Crawler& crawler, std::string& stream);
 // True when bytes begin as an image does.
 [[nodiscard]] bool is_crawler_image(std::string_view bytes);
 
-// Builds a crawler from an image alone; its horizon holds the seeds until it is restored. Null, and
-// no directory was touched, for bytes that are no whole image.
-[[nodiscard]] crawler_ptr load_crawler_image(std::string_view bytes);
+// Builds a crawler from an image alone, which was read from source (empty: from no file); its
+// horizon holds the seeds until it is restored. Null, and no directory was touched, for bytes that
+// are no whole image.
+[[nodiscard]] crawler_ptr load_crawler_image(std::string_view bytes,
+                                             const std::string& source = {});
 
 }  // namespace wk

@@ -1,5 +1,5 @@
-// A profile that libxml2 takes is the same record through both readers. The other one may refuse
-// the encoding that it names.
+// Both readers take the same profiles and make the same record of them. The second one may refuse
+// the encoding that a profile names, and entities of its own.
 #include <string>
 
 #include "crawler/config/config_reader.h"
@@ -15,6 +15,13 @@ struct reading {
   crawler_config_ptr first, second;
 };
 
+// In UTF-16 too, whose letters have a NUL beside them.
+bool names(std::string_view bytes, std::string_view word) {
+  std::string letters(bytes);
+  std::erase(letters, '\0');
+  return letters.find(word) != std::string::npos;
+}
+
 }  // namespace
 
 void test_one_input(std::string_view bytes) {
@@ -26,12 +33,13 @@ void test_one_input(std::string_view bytes) {
       runs_to_its_end([](void*) { read.first = read_config_with_libxml(read.path, ""); }, nullptr);
   const bool second_ended = runs_to_its_end(
       [](void*) { read.second = read_config_without_libxml(read.path, ""); }, nullptr);
-  const bool names_encoding = bytes.find("encoding") != std::string_view::npos;
-  if (read.first == nullptr && first_ended) return;
-  if (read.second == nullptr && second_ended && names_encoding) return;
+  if (read.second == nullptr && second_ended &&
+      (names(bytes, "encoding") || names(bytes, "ENTITY"))) {
+    return;
+  }
   require_law(first_ended == second_ended, "both readers end the process for the same profiles");
+  require_law((read.first == nullptr) == (read.second == nullptr), "both readers refuse the same");
   if (read.first == nullptr) return;
-  require_law(read.second != nullptr, "what libxml2 takes the other reader takes");
   const config_values& config = *read.first;
   require_law(config == *read.second && read.first->name == read.second->name,
               "both readers give the same record");

@@ -2,11 +2,14 @@
 
 #include <gtest/gtest.h>
 
+#include <csignal>
+#include <filesystem>
 #include <sstream>
 #include <string>
 #include <tuple>
 #include <vector>
 
+#include "tests/support/checkpoint_files.h"
 #include "tests/support/child_process.h"
 #include "tests/support/crawl_run.h"
 #include "tests/support/scripted_server.h"
@@ -230,6 +233,107 @@ TEST(load, refuses_a_damaged_image_and_touches_nothing) {
     EXPECT_EQ(crawl.read("temp/file") + crawl.read("store/file"), "keptkept");
   }
   EXPECT_EQ(count_all_requests_scripted_server(crawl.server), 0u);
+}
+
+// A crawl that waits for its only page, and keeps its directories to itself meanwhile.
+TEST(start_up, refuses_the_directories_of_a_running_crawl_and_changes_nothing) {
+  const saved_crawl crawl;
+  scripted_server server = start_scripted_server();
+  serve_answers_scripted_server(server, "/", {{.kind = ANSWER_STALL}});
+  make_directory(crawl.directory, "other");
+  const std::string seed = "<seed-urls><url name=\"" + get_url_scripted_server(server, "/") +
+                           "\"/></seed-urls><robot honor=\"false\"/>";
+  crawl.write_profile(seed + STORE + LOG + "<checkpoint dir=\"{}/checkpoint\"/>");
+  running_program first =
+      start_program({.arguments = {get_zcrawler_path(), "-conf", "c.xml", "-spiders", "1",
+                                   "-admin-thread-sleep-time", "600000"},
+                     .directory = crawl.base},
+                    make_directory(crawl.directory, "said"));
+  ASSERT_TRUE(wait_for_request_scripted_server(server, "/"));
+  std::filesystem::create_symlink(crawl.temp, crawl.base + "/link");
+  for (const char* name : {"store/kept", "temp/kept", "other/kept", "log2"}) {
+    write_test_file(crawl.base + "/" + name, "kept");
+  }
+  const std::string other = "<log name=\"{}/log2\"/><store name=\"{}/";
+  const std::tuple<std::string, const char*, const char*> cases[] = {
+      // elements of the second crawl's profile (none: the first one's), options, the directory
+      // named
+      {"", "-conf c.xml", "store"},
+      {"", "-conf c.xml -save", "store"},
+      {"", "-conf c.xml -restore", "store"},
+      {"", "-load image", "store"},
+      {other + "other\" temp_data_path=\"{}/link\"/>", "-conf d.xml", "link"},
+      {other + "temp\" temp_data_path=\"{}/other\"/>", "-conf d.xml", "temp"},
+      {other + "other\"/><checkpoint dir=\"{}/checkpoint\"/>", "-conf d.xml -restore",
+       "checkpoint"},
+  };
+  for (const auto& [elements, options, directory] : cases) {
+    SCOPED_TRACE(elements + options);
+    write_test_file(crawl.base + "/d.xml",
+                    crawl.fill_in("<c><crawler admin-port=\"-1\">" + elements + "</crawler></c>"));
+    const auto before = read_directory_bytes(crawl.base);
+    const auto stored = read_directory_bytes(crawl.store),
+               queued = read_directory_bytes(crawl.temp);
+    const program_result second = crawl.run(std::string(options) + " -spiders 0");
+    EXPECT_EQ(second.exit_status, 1);
+    EXPECT_EQ(second.output, "");
+    EXPECT_EQ(second.errors, "ERROR: The directory '" + crawl.base + "/" + directory +
+                                 "' is in use by another crawl.\n\n");
+    EXPECT_TRUE(before == read_directory_bytes(crawl.base));
+    EXPECT_TRUE(stored == read_directory_bytes(crawl.store));
+    EXPECT_TRUE(queued == read_directory_bytes(crawl.temp));
+    EXPECT_EQ(crawl.read("other/kept"), "kept");
+  }
+  signal_program(first, SIGKILL);
+  EXPECT_EQ(wait_program(first).exit_status, 128 + SIGKILL);
+  EXPECT_EQ(crawl.run("-conf c.xml -spiders 0").exit_status, 0) << "the lock ends with its crawl";
+  EXPECT_EQ(crawl.read("store/kept"), "");
+}
+
+TEST(start_up, says_that_a_restore_without_a_checkpoint_begins_anew) {
+  const std::tuple<std::string, std::string> cases[] = {
+      {"", "The profile names no checkpoint directory"},
+      {"<checkpoint dir=\"{}/empty\"/>", "There is no checkpoint in {}/empty"},
+  };
+  for (const auto& [element, reason] : cases) {
+    const start_place place;
+    make_directory(place.directory, "empty");
+    place.write_profile(STORE + LOG + element);
+    const program_result result = place.run("-conf c.xml -restore");
+    EXPECT_EQ(result.exit_status, 0);
+    const std::string said =
+        place.fill_in(reason) + ": the crawl begins anew, and with no URL, not even its seeds\n";
+    EXPECT_TRUE(result.errors.starts_with(said)) << result.errors;
+    EXPECT_NE(place.read("log").find(said), std::string::npos);
+  }
+}
+
+// Files that a crawl writes may not be the profile, by whatever name.
+TEST(start_up, never_writes_into_its_own_profile) {
+  const std::tuple<const char*, const char*, const char*> cases[] = {
+      {"c.xml", "<log name=\"{}/c.xml\"/>", "log"},
+      {"c.xml", "<store name=\"{}/store\" status_file_path=\"{}/alias\"/>", "status file"},
+      {"c.3", "<store name=\"{}/store\" link_file_path=\"{}/c\"/>", "link file"},
+  };
+  for (const auto& [name, elements, what] : cases) {
+    SCOPED_TRACE(elements);
+    const start_place place;
+    const std::string path = place.base + "/" + name;
+    const std::string text =
+        place.fill_in("<c><crawler admin-port=\"-1\">" + STORE + elements + "</crawler></c>");
+    write_test_file(path, text);
+    std::filesystem::create_symlink(path, place.base + "/alias");
+    write_test_file(place.store + "/kept", "kept");
+    for (const char* option : {"-conf {}/", "-load {}/"}) {
+      const program_result result = place.run(option + std::string(name) + " -spiders 1");
+      EXPECT_EQ(result.exit_status, 1);
+      EXPECT_TRUE(result.errors.ends_with("ERROR: The " + std::string(what) +
+                                          " would overwrite the profile '" + path + "'.\n\n"))
+          << result.errors;
+      EXPECT_EQ(read_test_file(path), text);
+      EXPECT_EQ(place.read("store/kept"), "kept");
+    }
+  }
 }
 
 TEST(parse_repository, is_created_and_read_back_or_said_to_be_useless) {

@@ -24,6 +24,11 @@ crawler does not load it; editors and `xmllint --noout --valid` do.
   byte that is no digit; no number at all is 0. In a `switch`, 0 is off and everything else on.
 - A **directory** must be there before the crawl starts. Relative paths begin at the directory that the crawler is started in.
 - Entries of a list count whatever their element is called; one without a required attribute is passed over.
+- The document type may declare internal general entities, as `<!DOCTYPE crawlers [<!ENTITY site "http://www.example">]>`,
+  and the file use them (`&site;`) as far as the limits of libxml2 go. A file that declares anything else there, or uses an
+  entity that it does not declare, is refused; no other file is ever read.
+- `-no-libxml` reads and refuses the same files, but for two things: of encodings it knows UTF-8, UTF-16, Latin-1 and ASCII, and
+  it refuses a file that uses an entity of its own.
 
 The crawler reads a profile with a slip in it all the same, and says on standard error where the slip is:
 
@@ -32,7 +37,9 @@ crawl.xml:12: attribute "nb-spider" of "crawler" is not known; did you mean "nb-
 ```
 
 `build/check_profile crawl.xml` says the same without a crawl: status 0 when nothing is suspicious, 1 when something is, 2
-when the file holds no profile. It also tells of directories that are not there and of an administration port in use.
+when the file holds no profile. It also tells of directories that are not there, of files to be written that stand in a
+directory that is emptied, and of an administration port in use. A log, status or link file that is the profile itself ends
+the start.
 
 ## crawler
 
@@ -43,8 +50,10 @@ A profile. The other elements of this page stand inside it.
 std::string_view get_type_name(config_value_type type) {
   switch (type) {
     case CONFIG_TEXT:
+    case CONFIG_PATTERN:
       return "text";
     case CONFIG_INTEGER:
+    case CONFIG_INTERVAL:
       return "integer";
     case CONFIG_BOOLEAN:
       return "boolean";

@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <map>
 #include <string>
@@ -14,6 +15,8 @@
 #include "tests/crawler/config/profile_file.h"
 #include "wkstd/text.h"
 
+using namespace std::string_literals;
+
 namespace wk {
 namespace {
 
@@ -23,6 +26,12 @@ using testing::HasSubstr;
 
 // A profile with every element and attribute, each of another value than its default.
 const std::string FULL_PROFILE = read_profile_text("full_profile.xml");
+
+std::string build_repeated(const std::string& part, int times) {
+  std::string text;
+  for (int i = 0; i < times; ++i) text += part;
+  return text;
+}
 
 // All fields of the record differ from their defaults then, and the table of elements knows all
 // that they were read from.
@@ -105,6 +114,27 @@ TEST(config_reader, turns_every_encoding_into_utf8) {
         "<?xml version='1.0' encoding='UTF-8'?>" + utf8, "\xEF\xBB\xBF" + utf8, utf8, utf16}) {
     EXPECT_EQ(describe(read_with_both(bytes)), "user-agent \xC3\xA9") << bytes;
   }
+  // A character of two halves: U+1F600.
+  const auto build_utf16 = [&](bool low_first, const std::string& smile) {
+    std::string bytes;
+    for (const char c : "\xFF" + inside + "*" + end) {
+      const std::string unit = c == '\xFF' ? "\xFE\xFF" : c == '*' ? smile : std::string{'\0', c};
+      for (size_t i = 0; i < unit.size(); i += 2) {
+        bytes.append({unit[low_first ? i + 1 : i], unit[low_first ? i : i + 1]});
+      }
+    }
+    return bytes;
+  };
+  testing::internal::CaptureStderr();
+  for (const bool low_first : {false, true}) {
+    EXPECT_EQ(describe(read_with_both(build_utf16(low_first, "\xD8\x3D\xDE\x00"s))),
+              "user-agent \xF0\x9F\x98\x80");
+    for (const std::string& half : {"\xD8\x3D"s, "\xDE\x00"s, "\xD8\x3D\xD8\x3D"s}) {
+      const profile_file broken(build_utf16(low_first, half));
+      for (const config_reader& reader : READERS) EXPECT_EQ(reader.read(broken.path, ""), nullptr);
+    }
+  }
+  EXPECT_THAT(testing::internal::GetCapturedStderr(), HasSubstr("not in its encoding, UTF-16\n"));
   const profile_file other("<?xml version='1.0' encoding='koi8-r'?>\n<r><crawler/></r>");
   EXPECT_NE(read_config_with_libxml(other.path, ""), nullptr);
   testing::internal::CaptureStderr();
@@ -186,29 +216,102 @@ TEST(config_reader, tells_why_there_is_no_profile_and_where_the_file_is_broken) 
   }
 }
 
-TEST(config_reader, takes_no_declarations_from_the_file) {
+// What a reader says on standard error of a file that it is to refuse, without the file's path.
+std::string get_refusal(const config_reader& reader, const profile_file& file) {
+  testing::internal::CaptureStderr();
+  EXPECT_EQ(reader.read(file.path, ""), nullptr) << reader.name;
+  const std::string said = testing::internal::GetCapturedStderr();
+  EXPECT_TRUE(said.starts_with(file.path + ":")) << reader.name << ": " << said;
+  return said.substr(std::min(said.size(), file.path.size()));
+}
+
+TEST(config_reader, refuses_the_same_files_with_both_libraries) {
+  const std::string deep = build_repeated("<a>", 256), end = build_repeated("</a>", 256);
+  EXPECT_EQ(describe(read_with_both("<r>" + deep + end + "</r>")), "");
+  const std::string cases[] = {
+      "<r><crawler><log name='\xE9'/></crawler></r>",  // Latin-1 that is not declared as such
+      "<?xml version='1.0' encoding='us-ascii'?><r><c name='\xC3\xA9'/></r>",
+      "<r>" + deep + "<a/>" + end + "</r>",
+      "<r><crawler a='b&c'/></r>",
+      "<r><crawler a='&b;'/></r>",
+      "<r><crawler>&b;</crawler></r>",
+      "<!DOCTYPE r SYSTEM 'x.dtd'><r><crawler a='&b;'/></r>",
+      "<r><crawler a='&#0;'/></r>",
+      "<r><crawler a='&#x110000;'/></r>",
+      "<r><crawler a='<'/></r>",
+      "<r><crawler a='1' a='2'/></r>",
+      "<r><crawler a='1'b='2'/></r>",
+      "<r><crawler a=1/></r>",
+      "<r><crawler a/></r>",
+      "<r><crawler 1='a'/></r>",
+      "<r><crawler a='\x01'/></r>",
+      "<r><crawler>]]></crawler></r>",
+      "<r><crawler><!-- a -- b --></crawler></r>",
+      "<r><crawler><?xml a?></crawler></r>",
+      "<r><crawler></r></crawler>",
+      "<r><crawler/></r>text",
+      "<r><crawler/></r>\0text"s,
+      "<r><crawler/></r><r/>",
+      "text<r><crawler/></r>",
+      " <?xml version='1.0'?><r><crawler/></r>",
+      "<?xml encoding='utf-8'?><r><crawler/></r>",
+      "<r><crawler/></r><!DOCTYPE r>",
+      "<![CDATA[a]]><r><crawler/></r>",
+  };
+  for (const std::string& bytes : cases) {
+    SCOPED_TRACE(bytes.substr(0, 80));
+    for (const config_reader& reader : READERS) (void)get_refusal(reader, profile_file(bytes));
+  }
+}
+
+TEST(config_reader, takes_internal_general_entities_and_no_other_declarations) {
+  const std::string start = "<!DOCTYPE r [<!-- c --><?p i?>\n<!ENTITY h 'http://&#97;&amp;/'>\n",
+                    seeds = "<!ENTITY s \"<u name='&h;1'/><u name='&h;2'/>\">\n";
+  const std::string unused = start + seeds + "]><r><crawler nb-spiders='3'/></r>";
+  EXPECT_EQ(describe(read_with_both(unused)), "nb-spiders 3");
+  expect_same_config(read_with_both("<!DOCTYPE r SYSTEM '[x.dtd' [ ]><r><crawler/></r>"), {});
+  const profile_file used(start + seeds +
+                          "]>\n<r><crawler><seed-urls>&s;</seed-urls>\n"
+                          "<user-agent name='&h;'/></crawler></r>");
+  const crawler_config_ptr config = read_config_with_libxml(used.path, "");
+  ASSERT_NE(config, nullptr);
+  EXPECT_THAT(config->seed_urls, ElementsAre("http://a&/1", "http://a&/2"));
+  EXPECT_EQ(config->user_agent, "http://a&/");
+  EXPECT_THAT(get_refusal(READERS[1], used), testing::StartsWith(":5: the entity \"s\" is used"));
+
+  const profile_file other("file that no profile reads");
   std::string laughs = "<!ENTITY a0 'http://a.example/'>";
   for (int i = 1; i < 30; ++i) {
     const std::string inner = format_text("&a%d;&a%d;&a%d;&a%d;", i - 1, i - 1, i - 1, i - 1);
     append_formatted_text(laughs, "<!ENTITY a%d '%s'>", i, inner.c_str());
   }
-  for (const std::string& declarations :
-       {laughs, std::string("<!ENTITY a29 SYSTEM 'file:///etc/passwd'>"),
-        std::string("<!ATTLIST crawler nb-spiders CDATA '5'><!ENTITY a29 'x'>")}) {
-    SCOPED_TRACE(declarations);
-    const profile_file file("<!DOCTYPE r SYSTEM \"[x.dtd\" [" + declarations +
-                            "]>\n<r><crawler><user-agent name='&a29;'/></crawler></r>");
+  const std::tuple<std::string, const char*, int> cases[] = {
+      // what is declared in line 3, what is used in line 5, where the fault is
+      {laughs, "<user-agent name='&a29;'/>", 0},
+      {laughs, "&a29;", 0},
+      {"<!ENTITY a '&a;'>", "<user-agent name='&a;'/>", 0},
+      {"<!ENTITY a SYSTEM '" + other.path + "'>", "", 3},
+      {"<!ENTITY a SYSTEM '" + other.path + "'>", "&a;", 3},
+      {"<!ENTITY a PUBLIC 'p' '" + other.path + "'>", "&a;", 3},
+      {"<!ENTITY a SYSTEM '" + other.path + "' NDATA n>", "", 3},
+      {"<!ENTITY % p 'x'>", "", 3},
+      {"<!ENTITY % p SYSTEM '" + other.path + "'>%p;", "", 3},
+      {"%p;", "", 3},
+      {"<!ENTITY a '%p;'>", "", 3},
+      {"<!ATTLIST crawler nb-spiders CDATA '5'>", "", 3},
+      {"<!ELEMENT crawler EMPTY>", "", 3},
+      {"<!NOTATION n SYSTEM 'n'>", "", 3},
+  };
+  for (const auto& [declared, inside, line] : cases) {
+    SCOPED_TRACE(declared.substr(0, 80) + inside);
+    const profile_file file("<!DOCTYPE r SYSTEM '" + other.path + "' [\n\n" + declared +
+                            "]>\n<r><crawler>\n" + inside + "</crawler></r>");
     for (const config_reader& reader : READERS) {
-      testing::internal::CaptureStderr();
-      EXPECT_EQ(reader.read(file.path, ""), nullptr) << reader.name;
-      EXPECT_THAT(testing::internal::GetCapturedStderr(), testing::StartsWith(file.path + ":"));
+      const std::string said = get_refusal(reader, file);
+      EXPECT_THAT(said, testing::StartsWith(line == 0 ? ":" : format_text(":%d: ", line)));
+      EXPECT_THAT(said, testing::Not(HasSubstr("no profile reads")));
     }
   }
-  expect_same_config(read_with_both("<!DOCTYPE r SYSTEM '[x.dtd' [ ]><r><crawler/></r>"), {});
-  const profile_file unknown("<!DOCTYPE r SYSTEM 'x'>\n<r><crawler admin-address='a&b;'/></r>");
-  testing::internal::CaptureStderr();
-  EXPECT_EQ(read_config_with_libxml(unknown.path, ""), nullptr) << "it would lose the reference";
-  EXPECT_THAT(testing::internal::GetCapturedStderr(), HasSubstr(":2: Entity 'b' not defined\n"));
 }
 
 TEST(config_reader, reads_long_lists) {

@@ -1,6 +1,8 @@
 #include "crawler/core/checkpoint.h"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -116,6 +118,50 @@ std::string read_log(const test_crawl& crawl) {
   return read_test_file(crawl.place.base + "/log");
 }
 
+// Locks the directory as another crawl does, for as long as it lives.
+struct other_crawl {
+  int handle;
+  bool got_lock;
+  explicit other_crawl(const std::string& directory)
+      : handle(::open(directory.c_str(), O_RDONLY | O_CLOEXEC)),
+        got_lock(::flock(handle, LOCK_EX | LOCK_NB) == 0) {}
+  ~other_crawl() { ::close(handle); }
+  other_crawl(const other_crawl&) = delete;
+  other_crawl& operator=(const other_crawl&) = delete;
+};
+bool is_kept(const std::string& directory) { return !other_crawl(directory).got_lock; }
+
+TEST(checkpoint, keeps_the_directory_that_bears_its_name_from_other_crawls) {
+  const test_crawl crawl;
+  const std::string& first = crawl.checkpoint;
+  const std::string beside = first + ".new", second = make_directory(crawl.place.directory, "2");
+  for (const std::string& kept : {crawl.place.store, crawl.place.temp, first}) {
+    EXPECT_TRUE(is_kept(kept)) << kept;
+  }
+  (void)add_urls(crawl);
+  ASSERT_EQ(write(crawl, first), CHECKPOINT_OK);
+  EXPECT_TRUE(is_kept(first)) << "exchanged";
+  fs::create_directory(beside);
+  make_entry(beside + "/nfrontier.3.17.txt");
+  {
+    const other_crawl other(beside);
+    ASSERT_EQ(write(crawl, first), CHECKPOINT_OK);
+    EXPECT_TRUE(is_kept(first)) << "written in place";
+    EXPECT_TRUE(fs::exists(beside + "/nfrontier.3.17.txt")) << "that crawl's checkpoint";
+  }
+  {
+    const other_crawl other(second);
+    std::string reason;
+    EXPECT_EQ(write_checkpoint(*crawl.crawler, second, reason), CHECKPOINT_REFUSED);
+    EXPECT_EQ(reason, "it is in use by another crawl");
+    EXPECT_TRUE(fs::is_empty(second));
+    EXPECT_TRUE(is_kept(first));
+  }
+  ASSERT_EQ(write(crawl, second), CHECKPOINT_OK);
+  EXPECT_TRUE(is_kept(second));
+  EXPECT_FALSE(is_kept(first)) << "left for others";
+}
+
 // That it holds all that is not ended, whatever happens, the tests of faults show.
 TEST(checkpoint, takes_the_place_of_the_one_before_however_the_directory_is_spelt) {
   test_crawl crawl;
@@ -164,7 +210,10 @@ TEST(checkpoint, clears_its_own_leavings_beside_and_nothing_else) {
     const bool is_store = std::string(name).find("store") != std::string::npos;
     if (is_temp) crawl.place.profile.temp_data_path = beside;
     if (is_store) crawl.place.profile.store_name = beside;
-    if (is_temp || is_store) crawl.crawler = build(crawl.place);
+    if (is_temp || is_store) {
+      crawl.crawler.reset();
+      crawl.crawler = build(crawl.place);
+    }
     const tree stood_beside = read_tree(crawl.place.base, beside);
     const urls added = add_urls(crawl);
     make_entry(crawl.checkpoint + "/nfrontier.4.99.txt");
@@ -221,6 +270,12 @@ TEST(checkpoint, refuses_a_target_that_is_none_and_touches_nothing) {
     EXPECT_TRUE(
         log.ends_with("Couldn't checkpoint the crawler to " + target + ": " + reason + "\n\n"));
   }
+}
+
+TEST(checkpoint, is_written_on_request_only_when_the_interval_is_below_zero) {
+  crawler_place place;
+  place.profile.checkpoint_interval_seconds = -60;
+  EXPECT_EQ(build(place)->checkpoint_interval_seconds, 0u);
 }
 
 TEST(restore_crawler, begins_with_what_can_be_had_and_says_whether_that_is_all) {
