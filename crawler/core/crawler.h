@@ -62,7 +62,7 @@ struct Crawler {
 
   crawl_counters counters;  // needs no lock
 
-  // Opened by the main loop before any spider starts, closed after the last has ended.
+  // Opened before any other thread is started, closed after the last has ended.
   std::string link_file_base;
   link_file_ptr links;  // null: none
 
@@ -91,6 +91,10 @@ void open_links_crawler(Crawler& crawler);
 void attach_url_dates_crawler(Crawler& crawler, hash_string_ptr dates);
 // Hands what the log and the status file have gathered to the system.
 void flush_outputs_crawler(Crawler& crawler);
+// Goes on in the files that have the names of log, status file and link file now. Takes each one's
+// own lock and no other; the link file must have been opened, if ever, before the calling thread
+// was started.
+void reopen_outputs_crawler(Crawler& crawler);
 
 void set_spiders_crawler(Crawler& crawler, uint32_t nb_spiders);
 void set_admin_port_crawler(Crawler& crawler, int32_t port);
