@@ -6,6 +6,7 @@
 #include "crawler/content/content_class.h"
 #include "crawler/content/flash_movie.h"
 #include "crawler/content/link_extractor.h"
+#include "crawler/fetch/http_date.h"
 #include "crawler/fetch/http_fetcher.h"
 #include "crawler/url/url_form.h"
 #include "crawler/url/url_parts.h"
@@ -176,6 +177,7 @@ void store_page(spider& self) {
   document.url = self.url;
   document.type_name = get_content_type_name(self.type);
   document.character_set = find_character_set(get_content_type(self), response.body);
+  document.date = find_document_date(response.headers);
   document.content = response.body;
   // A document that the store refuses is the store's to report; its fetch is on record all the
   // same.

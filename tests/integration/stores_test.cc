@@ -8,6 +8,7 @@
 #include <map>
 #include <set>
 #include <sstream>
+#include <tuple>
 
 #include "tests/support/crawl_run.h"
 #include "tests/support/nginx_server.h"
@@ -145,6 +146,46 @@ TEST(url_date_map, brings_its_urls_into_the_crawl) {
   std::set<std::string> fetched;
   for (const auto& request : get_requests_scripted_server(server)) fetched.insert(request.path);
   EXPECT_EQ(fetched, (std::set<std::string>{"/1", "/5"}));
+}
+
+TEST(store_files, are_a_url_date_map_where_servers_tell_dates) {
+  const std::tuple<const char*, const char*, const char*> cases[] = {
+      // path, header lines, the document's date
+      {"/both",
+       "Last-Modified: Sun, 06 Nov 1994 08:49:37 GMT\r\nDate: Sat, 31 Jan 2026 12:00:00 GMT",
+       "19941106"},
+      {"/date", "Last-Modified: yesterday\r\nDate: Saturday, 31-Jan-26 12:00:00 GMT", "20260131"},
+      {"/modified", "Last-Modified: Sun Nov  6 08:49:37 1994", "19941106"},
+      {"/epoch", "Last-Modified: Thu, 01 Jan 1970 00:00:00 GMT", ""},
+      {"/none", "X-Date: Sun, 06 Nov 1994 08:49:37 GMT", ""},
+  };
+  scripted_server server = start_scripted_server();
+  const crawl_place place, later;
+  crawl_setup setup;
+  std::set<std::string> dated;
+  for (const auto& [path, lines, date] : cases) {
+    serve_bytes_scripted_server(server, path,
+                                build_response_text(200, std::string(lines) + "\r\n", path));
+    setup.profile.seeds.push_back(get_url_scripted_server(server, path));
+    if (*date != '\0') dated.insert(setup.profile.seeds.back());
+  }
+  setup.profile.nb_spiders = 1;
+  EXPECT_EQ(run_crawl(place, setup).documents.size(), std::size(cases));
+  const std::string store = place.directory.path + "/store/flatsite-1";
+  const std::string bytes = read_test_file(store);
+  for (const auto& [path, lines, date] : cases) {
+    const std::string head = get_url_scripted_server(server, path) + "\n";
+    const std::string line =
+        *date == '\0' ? "" : "DB_DOC_DATE=" + std::string(date) + "\nWK_CRAWLER_DATE=";
+    EXPECT_NE(bytes.find(head + (line.empty() ? "DB_DOC_TYPE=" : line)), std::string::npos) << path;
+  }
+  const std::string list = place.directory.path + "/list";
+  write_test_file(list, store + "\n");
+  setup.profile.seeds.clear();
+  setup.options = {"-url-date-map", list};
+  std::set<std::string> fetched;
+  for (const auto& document : run_crawl(later, setup).documents) fetched.insert(document.url);
+  EXPECT_EQ(fetched, dated);
 }
 
 }  // namespace
