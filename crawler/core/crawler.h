@@ -23,6 +23,7 @@
 #include "crawler/output/link_file.h"
 #include "crawler/output/log.h"
 #include "crawler/output/quota.h"
+#include "crawler/output/said_hosts.h"
 #include "crawler/output/status_file.h"
 #include "crawler/output/url_hold.h"
 #include "crawler/url/url_filter.h"
@@ -48,6 +49,7 @@ struct Crawler {
   pattern_substitutions_ptr substitutions;  // of links; null: none
   quota crawl_quota;
   page_allowance allowance;
+  said_hosts coded_hosts;          // that sent a body in a content coding
   crawler_content_plugin plugins;  // may look at gate.stop; closed with the crawler at the latest
   bool waits_for_hosts = true;     // spiders keep to the host's allowed time
   bool canonical_urls = false;

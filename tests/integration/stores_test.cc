@@ -71,6 +71,10 @@ TEST(pipeline, gets_every_story_of_a_feed_and_the_crawl_agrees_with_it) {
     EXPECT_EQ(count_text(crawl.log, "  Not stored by"), counts[1] + counts[PEER_CLOSES]);
     EXPECT_EQ(counts[0], *quota != '\0' ? 12u : NB_PAGES - counts[1] - counts[PEER_CLOSES]);
     EXPECT_EQ(count_text(crawl.program.output, "quota full!"), *quota != '\0' ? 1u : 0u);
+    const std::string lost =
+        std::to_string(counts[1] + counts[PEER_CLOSES]) + " documents could not be stored\n";
+    EXPECT_EQ(crawl.program.errors, lost);
+    EXPECT_EQ(count_text(crawl.log, " " + lost), 1u);
   }
 }
 
@@ -89,6 +93,7 @@ TEST(pipeline, that_is_silent_holds_up_no_stop) {
   ASSERT_EQ(f.peer.items.size(), 3u) << "nothing is sent behind a stop";
   const std::string said = f.peer.items[2].url + "  Not stored by the pipeline (no answer)\n";
   EXPECT_EQ(count_text(crawl.log, said), 1u) << "the peer stores what is waited for too long";
+  EXPECT_EQ(count_text(crawl.program.errors, "could not be stored"), 0u) << "a stop loses nothing";
 }
 
 std::string run_flatsite(std::vector<std::string> arguments) {
@@ -186,6 +191,33 @@ TEST(store_files, are_a_url_date_map_where_servers_tell_dates) {
   std::set<std::string> fetched;
   for (const auto& document : run_crawl(later, setup).documents) fetched.insert(document.url);
   EXPECT_EQ(fetched, dated);
+}
+
+TEST(store_files, hold_a_body_in_a_content_coding_as_it_came_and_the_log_says_it_once_a_host) {
+  scripted_server servers[] = {start_scripted_server("127.0.0.1"),
+                               start_scripted_server("127.0.0.2")};
+  crawl_setup setup;
+  setup.profile.nb_spiders = 1;
+  for (scripted_server& server : servers) {
+    for (const char* coding : {"", "identity", "x\x1b-gzip", "br"}) {
+      const std::string path = "/" + std::to_string(setup.profile.seeds.size());
+      const std::string line = std::string("Content-Encoding: ") + coding + "\r\n";
+      serve_bytes_scripted_server(server, path, build_response_text(200, line, path + "\x1f\x8b"));
+      setup.profile.seeds.push_back(get_url_scripted_server(server, path));
+    }
+  }
+  const crawl_place place;
+  const crawl_result crawl = run_crawl(place, setup);
+  ASSERT_EQ(crawl.documents.size(), setup.profile.seeds.size());
+  for (const crawl_document& document : crawl.documents) {
+    EXPECT_TRUE(document.content.ends_with("\x1f\x8b")) << document.url;
+  }
+  const std::string said = " came in the content coding ";
+  EXPECT_EQ(count_text(crawl.log, said), 2u);
+  for (const size_t seed : {2, 6}) {
+    EXPECT_EQ(count_text(crawl.log, setup.profile.seeds[seed] + " " + said + "x?-gzip, unasked"),
+              1u);
+  }
 }
 
 }  // namespace
