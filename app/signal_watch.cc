@@ -9,51 +9,57 @@
 #include <cerrno>
 #include <csignal>
 #include <cstdint>
+#include <initializer_list>
 
 #include "wkstd/thread.h"
 
 namespace wk {
 
 struct signal_watch {
-  int signals = -1;  // readable when one of the two has come
+  int signals = -1;  // readable when one of those watched has come
   int end = -1;      // readable when the watch is over
-  signal_callback on_signal = nullptr;
-  void* context = nullptr;
+  signal_actions actions = {};
   joined_thread thread;
 };
 
 namespace {
 
-sigset_t get_watched_signals() {
+sigset_t build_signal_set(std::initializer_list<int> numbers) {
   sigset_t set;
   ::sigemptyset(&set);
-  ::sigaddset(&set, SIGINT);
-  ::sigaddset(&set, SIGTERM);
+  for (const int number : numbers) ::sigaddset(&set, number);
   return set;
 }
 
-// From here on the next of the two signals does what it does to any program.
+// From here on the next SIGINT or SIGTERM does what it does to any program.
 void let_next_signal_end_process() {
   ::signal(SIGINT, SIG_DFL);
   ::signal(SIGTERM, SIG_DFL);
-  const sigset_t set = get_watched_signals();
+  const sigset_t set = build_signal_set({SIGINT, SIGTERM});
   ::pthread_sigmask(SIG_UNBLOCK, &set, nullptr);
+}
+
+// Once a stop has begun SIGHUP alone is watched.
+void begin_stop(signal_watch& watch) {
+  const sigset_t set = build_signal_set({SIGHUP});
+  (void)::signalfd(watch.signals, &set, 0);  // an open one takes any set
+  let_next_signal_end_process();
+  watch.actions.stop(watch.actions.context);
 }
 
 void watch_signals(signal_watch& watch) {
   struct pollfd waits[] = {{watch.signals, POLLIN, 0}, {watch.end, POLLIN, 0}};
-  bool called = false;
   for (;;) {
-    // After the first signal only the end is waited for.
-    const nfds_t first = called ? 1 : 0;
-    if (::poll(waits + first, 2 - first, -1) < 0 && errno != EINTR) return;
+    if (::poll(waits, 2, -1) < 0 && errno != EINTR) return;
     if ((waits[1].revents & POLLIN) != 0) return;
-    if (called || (waits[0].revents & POLLIN) == 0) continue;
+    if ((waits[0].revents & POLLIN) == 0) continue;
     struct signalfd_siginfo facts {};
     if (::read(watch.signals, &facts, sizeof facts) != sizeof facts) continue;
-    called = true;
-    let_next_signal_end_process();
-    watch.on_signal(watch.context);
+    if (facts.ssi_signo == SIGHUP) {
+      watch.actions.reopen(watch.actions.context);
+    } else {
+      begin_stop(watch);
+    }
   }
 }
 
@@ -62,22 +68,21 @@ void watch_signals(signal_watch& watch) {
 void prepare_signals() {
   ::signal(SIGPIPE, SIG_IGN);
   ::signal(SIGXFSZ, SIG_IGN);
-  const sigset_t set = get_watched_signals();
+  const sigset_t set = build_signal_set({SIGINT, SIGTERM, SIGHUP});
   ::pthread_sigmask(SIG_BLOCK, &set, nullptr);
 }
 
-signal_watch_ptr create_signal_watch(signal_callback on_signal, void* context) {
+signal_watch_ptr create_signal_watch(const signal_actions& actions) {
   signal_watch_ptr watch(new signal_watch);
-  const sigset_t set = get_watched_signals();
-  watch->signals = ::signalfd(-1, &set, SFD_CLOEXEC);
+  const sigset_t set = build_signal_set({SIGINT, SIGTERM, SIGHUP});
+  watch->signals = ::signalfd(-1, &set, SFD_CLOEXEC | SFD_NONBLOCK);
   watch->end = ::eventfd(0, EFD_CLOEXEC);
   if (watch->signals < 0 || watch->end < 0) {
-    // Without a watch the signals keep their usual meaning.
+    // Without a watch SIGINT and SIGTERM keep their usual meaning, and SIGHUP waits for ever.
     let_next_signal_end_process();
     return watch;
   }
-  watch->on_signal = on_signal;
-  watch->context = context;
+  watch->actions = actions;
   if (!start_thread(watch->thread, [&self = *watch] { watch_signals(self); })) {
     let_next_signal_end_process();
   }

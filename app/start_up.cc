@@ -150,6 +150,8 @@ void stop_on_signal(void* context) {
   stop_crawler(*static_cast<Crawler*>(context));
 }
 
+void reopen_on_signal(void* context) { reopen_outputs_crawler(*static_cast<Crawler*>(context)); }
+
 void crawl(Crawler& crawler, const start_request& request,
            const std::vector<std::string>& arguments) {
   log_command_line(crawler, arguments);
@@ -178,8 +180,10 @@ int run_request(const start_request& request, const std::vector<std::string>& ar
     return 1;
   }
   load_url_dates(*crawler, request.url_date_map_path);
+  if (request.mode != MODE_SAVE) open_links_crawler(*crawler);  // the watch may open it again
   // A signal ends the waiting for plug-ins too, when they start and when they end.
-  const signal_watch_ptr watch = create_signal_watch(stop_on_signal, crawler.get());
+  const signal_watch_ptr watch = create_signal_watch(
+      {.stop = stop_on_signal, .reopen = reopen_on_signal, .context = crawler.get()});
   load_plugins(*crawler, request);
   int status = 0;
   if (request.mode == MODE_SAVE) {

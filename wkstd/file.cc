@@ -166,6 +166,11 @@ bool finish_output_file(output_file_ptr& file) {
   return whole;
 }
 
+bool is_regular_output_file(const output_file& file) {
+  struct stat facts {};
+  return ::fstat(file.handle, &facts) == 0 && S_ISREG(facts.st_mode);
+}
+
 bool append_record_output_file(output_file& file, std::initializer_list<std::string_view> pieces) {
   if (!flush_output_file(file)) return false;
   std::array<struct iovec, 8> parts{};

@@ -44,6 +44,8 @@ void write_output_file(output_file& file, std::string_view bytes);
 [[nodiscard]] bool sync_output_file(output_file& file);
 // Flushes and closes; true when nothing was ever refused. The pointer is null afterwards.
 [[nodiscard]] bool finish_output_file(output_file_ptr& file);
+// True for what stands on a disk, not for a pipe, a terminal or another device.
+[[nodiscard]] bool is_regular_output_file(const output_file& file);
 // Writes all pieces, at most 8, at the end of the file in as few calls as can be, past the buffer.
 // When the system refuses, the file is cut back to the size it had and stays usable; false then,
 // and errno says why.

@@ -67,6 +67,9 @@ constexpr crawl_figure FIGURES[] = {
      [](facts f) { return f.counts.nb_duplicates; }},
     {"stored", "stored_documents_total", "", FIGURE_COUNTER, FIGURE_NUMBER,
      "Documents that the store has taken.", [](facts f) { return f.counts.nb_stored; }},
+    {"lost", "lost_documents_total", "", FIGURE_COUNTER, FIGURE_NUMBER,
+     "Documents that could not be stored, because of the disk or the pipeline.",
+     [](facts f) -> uint64_t { return f.nb_lost; }},
 
     {"queued", "queued_urls", "", FIGURE_GAUGE, FIGURE_NUMBER,
      "URLs that wait for their turn in the horizon.",

@@ -225,12 +225,16 @@ constexpr config_attribute LOG[] = {
 };
 constexpr config_attribute FRONTIER[] = {
     make_attribute<&values::frontier_sleep_mode>(
-        "sleep_mode",
-        {"0", "not 0: spiders do not wait out `sleep_interval`; for sites of one's own", "switch"}),
+        "sleep_mode", {"0",
+                       "not 0: a spider takes no second look at the time of a URL; queues keep "
+                       "`sleep_interval` all the same",
+                       "switch"}),
     make_attribute<&values::frontier_mode>(
         "mode", {"0", "2: 100 queues of 1000 URLs, whatever else is said; no other has an effect"}),
     make_interval<&values::sleep_interval_seconds>(
-        "sleep_interval", {"60", "time between two requests to one host", "seconds"}),
+        "sleep_interval",
+        {"60", "time between two URLs of one queue, and so between two pages of one host",
+         "seconds"}),
     make_special("nb_queues", CONFIG_INTEGER, set_nb_queues,
                  {"100", "queues that hosts are spread over; must be above 0", "queues"}),
     make_attribute<&values::queue_buffer_size>(

@@ -64,6 +64,7 @@ crawl_facts gather_crawl_facts(const Crawler& crawler) {
       std::accumulate(facts.counts.fetches.begin(), facts.counts.fetches.end(), uint64_t{0});
   gather_horizon(crawler, facts);
   facts.nb_short = crawler.fetch.shortage.nb_waiting.load(std::memory_order_relaxed);
+  facts.nb_lost = get_nb_lost_url_hold(*crawler.store);
   facts.robots = get_counts_robots_cache(*crawler.robots);
   facts.nb_log_records = get_nb_records_log(*crawler.log);
   gather_quota(crawler.crawl_quota, facts.quota);

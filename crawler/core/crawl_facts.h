@@ -48,6 +48,7 @@ struct crawl_facts {
   uint64_t nb_known = 0;     // had before
   uint32_t nb_active = 0;    // in spiders' hands, or refused by the filter
 
+  uint32_t nb_lost = 0;  // documents that the store had to take and could not
   robots_counts robots;
   uint64_t nb_log_records = 0;
   quota_facts quota;

@@ -51,6 +51,12 @@ void flush_outputs_crawler(Crawler& crawler) {
   if (crawler.status != nullptr) flush_status_file(*crawler.status);
 }
 
+void reopen_outputs_crawler(Crawler& crawler) {
+  reopen_log(*crawler.log);
+  if (crawler.status != nullptr) reopen_status_file(*crawler.status);
+  if (crawler.links != nullptr) reopen_link_file(*crawler.links);
+}
+
 void attach_url_dates_crawler(Crawler& crawler, hash_string_ptr dates) {
   const std::lock_guard<std::mutex> hold(crawler.gate.lock);
   crawler.url_dates = std::move(dates);

@@ -24,6 +24,7 @@
 #include "crawler/output/link_file.h"
 #include "crawler/output/log.h"
 #include "crawler/output/quota.h"
+#include "crawler/output/said_hosts.h"
 #include "crawler/output/status_file.h"
 #include "crawler/output/url_hold.h"
 #include "crawler/url/url_filter.h"
@@ -52,6 +53,7 @@ struct Crawler {
   pattern_substitutions_ptr substitutions;  // of links; null: none
   quota crawl_quota;
   page_allowance allowance;
+  said_hosts coded_hosts;          // that sent a body in a content coding
   crawler_content_plugin plugins;  // may look at gate.stop; closed with the crawler at the latest
   bool waits_for_hosts = true;     // spiders keep to the host's allowed time
   uint32_t host_interval_seconds = 0;
@@ -67,7 +69,7 @@ struct Crawler {
 
   crawl_counters counters;  // needs no lock
 
-  // Opened by the main loop before any spider starts, closed after the last has ended.
+  // Opened before any other thread is started, closed after the last has ended.
   std::string link_file_base;
   link_file_ptr links;  // null: none
 
@@ -97,6 +99,10 @@ void open_links_crawler(Crawler& crawler);
 void attach_url_dates_crawler(Crawler& crawler, hash_string_ptr dates);
 // Hands what the log and the status file have gathered to the system.
 void flush_outputs_crawler(Crawler& crawler);
+// Goes on in the files that have the names of log, status file and link file now. Takes each one's
+// own lock and no other; the link file must have been opened, if ever, before the calling thread
+// was started.
+void reopen_outputs_crawler(Crawler& crawler);
 
 void set_spiders_crawler(Crawler& crawler, uint32_t nb_spiders);
 void set_admin_port_crawler(Crawler& crawler, int32_t port);

@@ -1,6 +1,7 @@
 // The composite store: hands each document to every one of its members.
 //
-// A document counts as stored when at least one member has taken it; each member counts its own.
+// A document counts as stored when at least one member has taken it, and as lost when none has and
+// one of them has lost it; each member counts its own.
 // Members' locks are taken after the composite's own.
 #include <utility>
 #include <vector>
@@ -19,9 +20,13 @@ struct composite_url_hold : url_hold {
 int store_document_composite(url_hold& base, const stored_document& document) {
   auto& hold = static_cast<composite_url_hold&>(base);
   int stored = 0;
+  bool is_lost = false;
   for (const url_hold_ptr& member : hold.members) {
+    const uint32_t nb_lost = get_nb_lost_url_hold(*member);
     if (store_document_url_hold(*member, document, hold.unlimited) != 0) stored = 1;
+    if (get_nb_lost_url_hold(*member) != nb_lost) is_lost = true;
   }
+  if (stored == 0 && is_lost) hold.nb_lost.fetch_add(1, std::memory_order_relaxed);
   return stored;
 }
 

@@ -70,6 +70,12 @@ void flush_log(Log& log) {
   log.ops->flush(log);
 }
 
+void reopen_log(Log& log) {
+  if (log.ops->reopen == nullptr) return;
+  const std::lock_guard guard(log.lock);
+  log.ops->reopen(log);
+}
+
 uint64_t get_nb_records_log(const Log& log) {
   return log.nb_records.load(std::memory_order_relaxed);
 }

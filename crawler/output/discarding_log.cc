@@ -11,6 +11,7 @@ constexpr log_ops DISCARDING_LOG_OPS = {
     .tag = LOG_DISCARDING_TAG,
     .write = nullptr,
     .flush = nullptr,
+    .reopen = nullptr,
     .close = close_discarding_log,
     .save = nullptr,
 };

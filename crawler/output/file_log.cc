@@ -47,6 +47,16 @@ void write_file_log(Log& base, std::string_view fields, std::string_view text) {
 
 void flush_file_log(Log& base) { flush_record_file(static_cast<file_log&>(base).records); }
 
+void begin_file_log(file_log& log) {
+  add_record_file(log.records, {"#Version: 1.0\n#Software: Wendrake Webcrawler\n"});
+  flush_record_file(log.records);
+}
+
+void reopen_file_log(Log& base) {
+  auto& log = static_cast<file_log&>(base);
+  if (reopen_record_file(log.records)) begin_file_log(log);
+}
+
 void close_file_log(Log* log) { delete static_cast<file_log*>(log); }
 
 void save_file_log(const Log& base, std::string& stream) {
@@ -60,6 +70,7 @@ constexpr log_ops FILE_LOG_OPS = {
     .tag = LOG_FILE_TAG,
     .write = write_file_log,
     .flush = flush_file_log,
+    .reopen = reopen_file_log,
     .close = close_file_log,
     .save = save_file_log,
 };
@@ -73,8 +84,7 @@ log_ptr open_file_log(const std::string& path, bool append) {
   if (!open_record_file(log->records, "crawl log", path, append ? FILE_APPEND : FILE_TRUNCATE)) {
     return nullptr;
   }
-  add_record_file(log->records, {"#Version: 1.0\n#Software: Wendrake Webcrawler\n"});
-  flush_record_file(log->records);
+  begin_file_log(*log);
   return log_ptr(log.release());
 }
 

@@ -167,12 +167,12 @@ void note_stored_document(flatsite_url_hold& hold) {
 int store_document_flatsite(url_hold& base, const stored_document& document) {
   auto& hold = static_cast<flatsite_url_hold&>(base);
   if (needs_next_file(hold)) open_next_file(hold);
-  if (hold.file == nullptr || document.content.empty() ||
-      document.content.size() > std::numeric_limits<int32_t>::max()) {
+  if (document.content.empty() || document.content.size() > std::numeric_limits<int32_t>::max()) {
     return 0;
   }
-  if (!write_document(hold, document)) {
-    note_refused_document(hold);
+  if (hold.file == nullptr || !write_document(hold, document)) {
+    if (hold.file != nullptr) note_refused_document(hold);  // one that does not open was said
+    hold.nb_lost.fetch_add(1, std::memory_order_relaxed);
     return 0;
   }
   note_stored_document(hold);

@@ -20,12 +20,17 @@ bool may_be_continued(const link_file& links, const std::string& path) {
   return !is_regular_file(path) || !get_file_size(path, size) || !is_full(links, size);
 }
 
+std::string build_link_path(const link_file& links) {
+  return format_text("%s.%u", links.base_path.c_str(), links.counter);
+}
+
 // Goes on to the next file that may be continued. False after the message when it does not open;
 // no link is stored from then on.
 bool open_next_link_file(link_file& links) {
   std::string path;
   do {
-    path = format_text("%s.%u", links.base_path.c_str(), ++links.counter);
+    ++links.counter;
+    path = build_link_path(links);
   } while (!may_be_continued(links, path));
   links.file = open_output_file(path, FILE_APPEND);
   if (links.file != nullptr) return true;
@@ -65,12 +70,21 @@ void write_link_record(link_file& links, std::string_view page_url,
   if (append_record_output_file(*links.file, {record}) || links.refusal_said) return;
   const int refusal = errno;
   links.refusal_said = true;
-  print_refusal("link file", format_text("%s.%u", links.base_path.c_str(), links.counter), refusal);
+  print_refusal("link file", build_link_path(links), refusal);
 }
 
 bool flush_link_file(link_file& links) {
   const std::lock_guard guard(links.lock);
   return links.file != nullptr && sync_output_file(*links.file);
+}
+
+void reopen_link_file(link_file& links) {
+  const std::lock_guard guard(links.lock);
+  if (links.file == nullptr) return;
+  // No later checkpoint makes this file last. All records of it are the system's already, so that a
+  // refusal takes none back.
+  (void)sync_output_file(*links.file);
+  if (reopen_by_name(links.file, "link file", build_link_path(links))) links.refusal_said = false;
 }
 
 }  // namespace wk

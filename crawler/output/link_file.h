@@ -39,5 +39,7 @@ void write_link_record(link_file& links, std::string_view page_url,
 // Makes what was written last through a power cut, so that a checkpoint never knows more than the
 // link file. False when the disk refuses.
 bool flush_link_file(link_file& links);
+// Goes on in the file that has the name of the one in work now.
+void reopen_link_file(link_file& links);
 
 }  // namespace wk

@@ -4,7 +4,7 @@
 // threads never mix; each write and flush takes the log's own lock, which is taken after every
 // other one. Records are gathered in memory; flush hands them to the system. When the disk refuses,
 // what could not be written is dropped, said once on standard error, and tried anew at the next
-// flush.
+// flush. A log that can't be opened again goes on into the file that it has, and says so there.
 #pragma once
 
 #include <cstdint>
@@ -39,6 +39,8 @@ void write_log(Log& log, uint32_t level, std::string_view fields, std::string_vi
 void write_formatted_log(Log& log, uint32_t level, std::string_view fields, const char* format, ...)
     __attribute__((format(printf, 4, 5)));
 void flush_log(Log& log);
+// Goes on in the file that has the log's name now, which gets the header lines like any opening.
+void reopen_log(Log& log);
 [[nodiscard]] uint64_t get_nb_records_log(
     const Log& log);  // given to the log's kind; takes no lock
 // Appends the log's image: tag, and for a file log 1, path and append switch.

@@ -11,11 +11,12 @@
 
 namespace wk {
 
-// write and flush are called with the log's lock held. An absent operation does nothing.
+// write, flush and reopen are called with the log's lock held. An absent operation does nothing.
 struct log_ops {
   uint32_t tag;
   void (*write)(Log& log, std::string_view fields, std::string_view text);  // may be null
   void (*flush)(Log& log);                                                  // may be null
+  void (*reopen)(Log& log);                                                 // may be null
   void (*close)(Log* log);  // frees the record and what it holds, unflushed
   // Appends what the kind's image holds behind the tag: what is fixed at opening. May be null.
   void (*save)(const Log& log, std::string& stream);

@@ -122,8 +122,10 @@ int store_document_pipeline(url_hold& base, const stored_document& document) {
   if (document.url.empty() || document.content.empty()) return 0;
   const char* reason =
       is_stop_set(hold) ? "the crawl has stopped" : transfer_document(hold, document);
-  if (reason != nullptr) report_pipeline(hold, document.url, reason);
-  return reason == nullptr ? 1 : 0;
+  if (reason == nullptr) return 1;
+  report_pipeline(hold, document.url, reason);
+  if (!is_stop_set(hold)) base.nb_lost.fetch_add(1, std::memory_order_relaxed);
+  return 0;
 }
 
 void save_pipeline(const url_hold& base, std::string& stream) {

@@ -2,6 +2,7 @@
 
 #include <cerrno>
 #include <cstring>
+#include <utility>
 
 #include "wkstd/error.h"
 
@@ -20,6 +21,19 @@ void print_refusal(const char* what, std::string_view path, int error_number) {
   message.append(" '").append(path).append("': ").append(get_system_error_text(error_number));
   message.append("; records are lost until it can be written again\n");
   print_message(message);
+}
+
+bool reopen_by_name(output_file_ptr& file, const char* what, const std::string& path) {
+  if (!is_regular_output_file(*file)) return false;
+  output_file_ptr opened = open_output_file(path, FILE_APPEND);
+  if (opened == nullptr) {
+    const std::string reason = get_system_error_text(errno);
+    print_message(std::string(what) + " '" + path + "' can't be opened again: " + reason +
+                  "; records go on to the file that was open\n");
+    return false;
+  }
+  file = std::move(opened);
+  return true;
 }
 
 bool open_record_file(record_file& records, const char* what, const std::string& path,
@@ -50,6 +64,13 @@ void add_record_file(record_file& records, std::initializer_list<std::string_vie
   }
   records.nb_gathered_bytes += length;
   records.ends.push_back(records.nb_gathered_bytes);
+}
+
+bool reopen_record_file(record_file& records) {
+  flush_record_file(records);
+  if (!reopen_by_name(records.file, records.what, records.path)) return false;
+  records.refusal_said = false;
+  return true;
 }
 
 void flush_record_file(record_file& records) {

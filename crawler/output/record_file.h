@@ -34,6 +34,14 @@ constexpr size_t RECORD_FILE_BUFFER_BYTES = size_t{32} * 1024;
 // One record, put together from at most 8 pieces.
 void add_record_file(record_file& records, std::initializer_list<std::string_view> pieces);
 void flush_record_file(record_file& records);
+// Hands what was gathered to the file, and goes on in the file that has its name then, behind what
+// that holds. False when it is the same as before: see reopen_by_name.
+bool reopen_record_file(record_file& records);
+
+// Closes a file of records and opens the one of its name in its place, for somebody may have
+// renamed the first. False when the first stays in use: it is no regular file, which nobody
+// renames, or none can be opened, which is said on standard error.
+[[nodiscard]] bool reopen_by_name(output_file_ptr& file, const char* what, const std::string& path);
 
 // Says that records of a file are lost, and why; error_number as errno gives it.
 void print_refusal(const char* what, std::string_view path, int error_number);

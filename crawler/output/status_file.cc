@@ -38,6 +38,11 @@ void flush_status_file(status_file& status) {
   flush_record_file(status.records);
 }
 
+void reopen_status_file(status_file& status) {
+  const std::lock_guard guard(status.lock);
+  (void)reopen_record_file(status.records);  // a refusal was said
+}
+
 void close_status_file::operator()(status_file* status) const {
   if (status == nullptr) return;
   flush_status_file(*status);

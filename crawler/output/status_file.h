@@ -26,5 +26,6 @@ using status_file_ptr = std::unique_ptr<status_file, close_status_file>;
 [[nodiscard]] status_file_ptr open_status_file(const std::string& path);  // null: cannot be opened
 void write_status_file(status_file& status, std::string_view url, uint32_t code, uint32_t seconds);
 void flush_status_file(status_file& status);
+void reopen_status_file(status_file& status);  // goes on in the file that has its name now
 
 }  // namespace wk

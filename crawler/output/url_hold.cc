@@ -53,6 +53,10 @@ uint32_t get_nb_stored_url_hold(const url_hold& hold) {
   return hold.nb_stored.load(std::memory_order_relaxed);
 }
 
+uint32_t get_nb_lost_url_hold(const url_hold& hold) {
+  return hold.nb_lost.load(std::memory_order_relaxed);
+}
+
 void resume_url_hold(url_hold& hold) {
   const std::unique_lock guard(hold.lock);
   if (hold.ops->resume != nullptr) hold.ops->resume(hold);

@@ -3,7 +3,7 @@
 // A store has one of several kinds, each in a file of its own. store_document and store_headers
 // take the store's write lock, so files and the pipeline see one document at a time. Nothing is
 // stored once the crawl-wide quota is exceeded. A document that the disk or the pipeline refuses is
-// not stored, leaves no half record, is said in the log, and counts nowhere.
+// not stored, leaves no half record, is said in the log, and counts as lost alone.
 #pragma once
 
 #include <atomic>
@@ -60,6 +60,9 @@ struct url_hold {
   // Documents that the kind accepted. Written under the lock; read without it, for the pipeline
   // keeps the lock while it waits for its peer.
   std::atomic<uint32_t> nb_stored{0};
+  // Documents that an error kept out, counted by the kind; likewise. What the quota or a stop keeps
+  // out is not lost, nor is what a store that keeps nothing is handed.
+  std::atomic<uint32_t> nb_lost{0};
   mutable std::shared_mutex lock;  // guards the kind's own fields
 };
 struct destroy_url_hold {
@@ -92,6 +95,7 @@ int store_document_url_hold(url_hold& hold, const stored_document& document, quo
 // 1 when a header record was written. No quota counts it.
 int store_headers_url_hold(url_hold& hold, const stored_headers& exchange);
 [[nodiscard]] uint32_t get_nb_stored_url_hold(const url_hold& hold);  // takes no lock
+[[nodiscard]] uint32_t get_nb_lost_url_hold(const url_hold& hold);    // takes no lock
 // Empty for other kinds.
 [[nodiscard]] std::string get_directory_url_hold(const url_hold& hold);
 void save_url_hold(const url_hold& hold, std::string& stream);

@@ -156,6 +156,15 @@ void start_admin_server(admin_server& admin, std::vector<joined_thread>& threads
                      "The administration could not be started: " + get_system_error_text(errno));
 }
 
+// A document that could not be stored is not fetched again: whoever runs the crawl hears of it.
+void tell_lost_documents(Crawler& crawler) {
+  const uint32_t nb_lost = get_nb_lost_url_hold(*crawler.store);
+  if (nb_lost == 0) return;
+  print_message(format_text("%u documents could not be stored\n", nb_lost));
+  write_formatted_log(*crawler.log, LOG_ERROR, "s-comment", "%u documents could not be stored",
+                      nb_lost);
+}
+
 }  // namespace
 
 void run_main_loop(Crawler& crawler) {
@@ -176,6 +185,7 @@ void run_main_loop(Crawler& crawler) {
     if (admin != nullptr) end_admin_server(*admin);
   }  // every thread is joined here
   checkpoint_after_stop(crawler);
+  tell_lost_documents(crawler);
   write_log(*crawler.log, LOG_STATUS, "s-comment", "Crawler main loop ended");
   flush_outputs_crawler(crawler);
   end_running(crawler);

@@ -7,6 +7,7 @@
 #include "crawler/content/content_class.h"
 #include "crawler/content/flash_movie.h"
 #include "crawler/content/link_extractor.h"
+#include "crawler/fetch/http_date.h"
 #include "crawler/fetch/http_fetcher.h"
 #include "crawler/url/url_form.h"
 #include "crawler/url/url_parts.h"
@@ -200,6 +201,20 @@ step drop_known_content(spider& self) {
   return release_url(self);
 }
 
+// No request asks for a content coding, and none is undone: whoever reads the store has to know.
+void note_content_coding(spider& self) {
+  const std::string* value = find_http_headers(self.fetcher->response.headers, "Content-Encoding");
+  if (value == nullptr) return;
+  std::string coding(trim_blanks(*value).substr(0, 40));
+  if (coding.empty() || equals_ignoring_case(coding, "identity")) return;
+  if (!enter_said_host(self.crawler.coded_hosts, find_url_host(self.url))) return;
+  std::replace_if(
+      coding.begin(), coding.end(), [](char c) { return c < ' ' || c > '~'; }, '?');
+  write_formatted_log(*self.crawler.log, LOG_WARNING, URL_FIELDS,
+                      "%s  came in the content coding %s, unasked, and is stored as it came",
+                      self.url.c_str(), coding.c_str());
+}
+
 // A page that its seed's guest limit has no room for is not stored, and yet its links are followed.
 step store_page(spider& self) {
   Crawler& crawler = self.crawler;
@@ -214,11 +229,15 @@ step store_page(spider& self) {
   document.url = self.url;
   document.type_name = get_content_type_name(self.type);
   document.character_set = find_character_set(get_content_type(self), response.body);
+  document.date = find_document_date(response.headers);
   document.content = response.body;
   // A document that the store refuses is the store's to report; its fetch is on record all the
   // same.
   const int stored = store_document_url_hold(*crawler.store, document, crawler.crawl_quota);
-  if (stored != 0) count_spider(self.counts.nb_stored);
+  if (stored != 0) {
+    count_spider(self.counts.nb_stored);
+    note_content_coding(self);
+  }
   if (stored == 0 && is_stopped(crawler.gate)) return give_up_page(self);
   write_status(self);
   return GO_ON;

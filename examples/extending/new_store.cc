@@ -23,10 +23,11 @@ struct list_url_hold : url_hold {
   list_url_hold(const std::string& at, Log& says) : path(at), log(says) {}
 };
 
-int refuse_document(const list_url_hold& hold) {
+int refuse_document(list_url_hold& hold) {
   const std::string reason = get_system_error_text(errno);
   write_formatted_log(hold.log, LOG_ERROR, "s-status s-comment", "500 %s: %s", hold.path.c_str(),
                       reason.c_str());
+  hold.nb_lost.fetch_add(1, std::memory_order_relaxed);
   return 0;
 }
 

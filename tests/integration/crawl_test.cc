@@ -1,14 +1,21 @@
 // Crawls of the real program over sites that a scripted server makes up.
 
 #include <gtest/gtest.h>
+#include <poll.h>
 
+#include <atomic>
 #include <csignal>
+#include <filesystem>
+#include <functional>
 #include <map>
 #include <string>
 #include <tuple>
 
 #include "tests/support/crawl_run.h"
+#include "tests/support/fault_preload.h"
+#include "tests/support/loopback_port.h"
 #include "tests/support/scripted_server.h"
+#include "wkskt/skt.h"
 #include "wkstd/text.h"
 
 namespace wk {
@@ -195,6 +202,81 @@ TEST(crawl, is_stopped_by_a_signal_while_every_spider_hangs) {
   EXPECT_NE(crawl.log.find("Crawler manually stopped.\n"), std::string::npos);
   EXPECT_NE(crawl.log.find("Crawler main loop ended\n"), std::string::npos);
   EXPECT_TRUE(crawl.log.ends_with("Crawling process success!\n\n"));
+}
+
+bool wait_until(const std::function<bool()>& is_so) {
+  for (int i = 0; i < 6'000 && !is_so(); ++i) ::poll(nullptr, 0, 10);
+  return is_so();
+}
+
+// Whatever the crawl does meanwhile: it fetches, is paused, writes checkpoints.
+TEST(crawl, goes_on_in_files_of_the_old_names_after_a_hangup) {
+  std::atomic<bool> goes_on = true;
+  scripted_server server = start_scripted_server();
+  serve_default_scripted_server(server, [&goes_on](const recorded_request& request) {
+    const uint32_t page = parse_unsigned(std::string_view(request.path).substr(1));
+    const std::string next = std::to_string(page + 1);
+    return build_response_text(200, "Content-Type: text/html\r\n",
+                               goes_on ? next + " <a href='/" + next + "'>x</a>" : "last page");
+  });
+  const crawl_place place;
+  const std::string& base = place.directory.path;
+  const uint32_t port = hold_free_port();
+  crawl_setup setup;
+  setup.profile.seeds = {get_url_scripted_server(server, "/0")};
+  setup.profile.round_time_ms = 100;
+  setup.profile.elements =
+      "<checkpoint dir=\"" + make_directory(place.directory, "check") + "\" interval=\"1\"/>\n";
+  setup.options = {"-admin-port", std::to_string(port)};
+  setup.environment = build_fault_environment({{"WK_CLOCK_SPEED", "20"}});
+  prepare_crawl(place, setup);
+  running_program program = start_crawl(place, setup);
+  wait_until_program_answers(program, port);
+  const auto ask = [port](const char* page) {
+    const int handle = skt_open("127.0.0.1", port);
+    (void)skt_send_all(handle, format_text("GET /webadmin/%s HTTP/1.0\r\n\r\n", page));
+    std::string answer;
+    skt_read_until_quiet(answer, handle, {.limit_us = 60'000'000});
+    skt_close(handle);
+  };
+  const std::string head = "#Version: 1.0\n#Software: Wendrake Webcrawler\n";
+  for (int round = 0; round < 8; ++round) {
+    if (round == 3) ask("Pause");
+    for (const char* name : {"log", "status", "links.1"}) {
+      std::filesystem::rename(base + "/" + name, base + "/" + name + "-" + std::to_string(round));
+    }
+    signal_program(program, SIGHUP);
+    for (const char* name : {"log", "status", "links.1"}) {
+      const std::string path = base + "/" + name;
+      ASSERT_TRUE(wait_until([&path] { return std::filesystem::exists(path); })) << path;
+      EXPECT_EQ(std::filesystem::status(path).permissions(), std::filesystem::perms(0600));
+    }
+    if (round == 4) ask("Resume");
+  }
+  const std::string checkpointed = base + "/check/ndue_mhash.txt";
+  EXPECT_TRUE(wait_until([&] { return std::filesystem::exists(checkpointed); }));
+  goes_on = false;
+  const crawl_result crawl = read_crawl(place, wait_program(program));
+  EXPECT_EQ(crawl.program.exit_status, 0) << crawl.program.errors;
+  std::string log = crawl.log, status = crawl.status, links = crawl.links;
+  for (int round = 7; round >= 0; --round) {
+    const std::string number = "-" + std::to_string(round);
+    EXPECT_TRUE(log.starts_with(head)) << "behind round " << round;
+    log.insert(0, read_test_file(base + "/log" + number));
+    status.insert(0, read_test_file(base + "/status" + number));
+    links.insert(0, read_test_file(base + "/links.1" + number));
+  }
+  const size_t nb_pages = count_all_requests_scripted_server(server);
+  EXPECT_EQ(count_text(log, "  Grabbed page (HTTP CODE 200)\n"), nb_pages);
+  std::string expected_status, expected_links;
+  for (size_t page = 0; page < nb_pages; ++page) {
+    const std::string url = get_url_scripted_server(server, "/" + std::to_string(page));
+    expected_links +=
+        (page > 0 ? url + "\n\n" : "\n") + url + (page + 1 < nb_pages ? "\n1\n" : "\n0\n");
+    expected_status += url + " 200 (1)\n";
+  }
+  EXPECT_TRUE(status == expected_status);
+  EXPECT_TRUE(links == expected_links);
 }
 
 }  // namespace

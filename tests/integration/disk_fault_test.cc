@@ -149,5 +149,26 @@ TEST(disk_fault, of_a_while_loses_and_doubles_nothing) {
   }
 }
 
+TEST(disk_fault, of_the_store_is_counted_at_the_end) {
+  const crawl_place place;
+  scripted_server server = start_scripted_server();
+  crawl_setup setup;
+  for (uint32_t page = 0; page < 9; ++page) {
+    serve_page_scripted_server(server, build_path(page), build_page(page));
+    setup.profile.seeds.push_back(get_url_scripted_server(server, build_path(page)));
+  }
+  setup.profile.elements = "<hyperlink-extraction disable=\"1\"/>\n";
+  setup.environment = build_fault_environment({{"WK_FAULT_PATH", place.directory.path + "/store/"},
+                                               {"WK_FAULT_ACTION", "ENOSPC"},
+                                               {"WK_FAULT_CALLS", "create,write"},
+                                               {"WK_FAULT_FIRST", "1"},
+                                               {"WK_FAULT_LAST", "4"}});
+  const crawl_result crawl = run_crawl(place, setup);
+  EXPECT_EQ(crawl.program.exit_status, 0);
+  EXPECT_EQ(crawl.documents.size(), 5u) << "files that did not open, and writes";
+  EXPECT_EQ(crawl.program.errors, "4 documents could not be stored\n");
+  EXPECT_EQ(count_text(crawl.log, " 4 documents could not be stored\n"), 1u);
+}
+
 }  // namespace
 }  // namespace wk

@@ -8,6 +8,7 @@
 #include <map>
 #include <set>
 #include <sstream>
+#include <tuple>
 
 #include "tests/support/crawl_run.h"
 #include "tests/support/nginx_server.h"
@@ -70,6 +71,10 @@ TEST(pipeline, gets_every_story_of_a_feed_and_the_crawl_agrees_with_it) {
     EXPECT_EQ(count_text(crawl.log, "  Not stored by"), counts[1] + counts[PEER_CLOSES]);
     EXPECT_EQ(counts[0], *quota != '\0' ? 12u : NB_PAGES - counts[1] - counts[PEER_CLOSES]);
     EXPECT_EQ(count_text(crawl.program.output, "quota full!"), *quota != '\0' ? 1u : 0u);
+    const std::string lost =
+        std::to_string(counts[1] + counts[PEER_CLOSES]) + " documents could not be stored\n";
+    EXPECT_EQ(crawl.program.errors, lost);
+    EXPECT_EQ(count_text(crawl.log, " " + lost), 1u);
   }
 }
 
@@ -88,6 +93,7 @@ TEST(pipeline, that_is_silent_holds_up_no_stop) {
   ASSERT_EQ(f.peer.items.size(), 3u) << "nothing is sent behind a stop";
   const std::string said = f.peer.items[2].url + "  Not stored by the pipeline (no answer)\n";
   EXPECT_EQ(count_text(crawl.log, said), 1u) << "the peer stores what is waited for too long";
+  EXPECT_EQ(count_text(crawl.program.errors, "could not be stored"), 0u) << "a stop loses nothing";
 }
 
 std::string run_flatsite(std::vector<std::string> arguments) {
@@ -145,6 +151,73 @@ TEST(url_date_map, brings_its_urls_into_the_crawl) {
   std::set<std::string> fetched;
   for (const auto& request : get_requests_scripted_server(server)) fetched.insert(request.path);
   EXPECT_EQ(fetched, (std::set<std::string>{"/1", "/5"}));
+}
+
+TEST(store_files, are_a_url_date_map_where_servers_tell_dates) {
+  const std::tuple<const char*, const char*, const char*> cases[] = {
+      // path, header lines, the document's date
+      {"/both",
+       "Last-Modified: Sun, 06 Nov 1994 08:49:37 GMT\r\nDate: Sat, 31 Jan 2026 12:00:00 GMT",
+       "19941106"},
+      {"/date", "Last-Modified: yesterday\r\nDate: Saturday, 31-Jan-26 12:00:00 GMT", "20260131"},
+      {"/modified", "Last-Modified: Sun Nov  6 08:49:37 1994", "19941106"},
+      {"/epoch", "Last-Modified: Thu, 01 Jan 1970 00:00:00 GMT", ""},
+      {"/none", "X-Date: Sun, 06 Nov 1994 08:49:37 GMT", ""},
+  };
+  scripted_server server = start_scripted_server();
+  const crawl_place place, later;
+  crawl_setup setup;
+  std::set<std::string> dated;
+  for (const auto& [path, lines, date] : cases) {
+    serve_bytes_scripted_server(server, path,
+                                build_response_text(200, std::string(lines) + "\r\n", path));
+    setup.profile.seeds.push_back(get_url_scripted_server(server, path));
+    if (*date != '\0') dated.insert(setup.profile.seeds.back());
+  }
+  setup.profile.nb_spiders = 1;
+  EXPECT_EQ(run_crawl(place, setup).documents.size(), std::size(cases));
+  const std::string store = place.directory.path + "/store/flatsite-1";
+  const std::string bytes = read_test_file(store);
+  for (const auto& [path, lines, date] : cases) {
+    const std::string head = get_url_scripted_server(server, path) + "\n";
+    const std::string line =
+        *date == '\0' ? "" : "DB_DOC_DATE=" + std::string(date) + "\nWK_CRAWLER_DATE=";
+    EXPECT_NE(bytes.find(head + (line.empty() ? "DB_DOC_TYPE=" : line)), std::string::npos) << path;
+  }
+  const std::string list = place.directory.path + "/list";
+  write_test_file(list, store + "\n");
+  setup.profile.seeds.clear();
+  setup.options = {"-url-date-map", list};
+  std::set<std::string> fetched;
+  for (const auto& document : run_crawl(later, setup).documents) fetched.insert(document.url);
+  EXPECT_EQ(fetched, dated);
+}
+
+TEST(store_files, hold_a_body_in_a_content_coding_as_it_came_and_the_log_says_it_once_a_host) {
+  scripted_server servers[] = {start_scripted_server("127.0.0.1"),
+                               start_scripted_server("127.0.0.2")};
+  crawl_setup setup;
+  setup.profile.nb_spiders = 1;
+  for (scripted_server& server : servers) {
+    for (const char* coding : {"", "identity", "x\x1b-gzip", "br"}) {
+      const std::string path = "/" + std::to_string(setup.profile.seeds.size());
+      const std::string line = std::string("Content-Encoding: ") + coding + "\r\n";
+      serve_bytes_scripted_server(server, path, build_response_text(200, line, path + "\x1f\x8b"));
+      setup.profile.seeds.push_back(get_url_scripted_server(server, path));
+    }
+  }
+  const crawl_place place;
+  const crawl_result crawl = run_crawl(place, setup);
+  ASSERT_EQ(crawl.documents.size(), setup.profile.seeds.size());
+  for (const crawl_document& document : crawl.documents) {
+    EXPECT_TRUE(document.content.ends_with("\x1f\x8b")) << document.url;
+  }
+  const std::string said = " came in the content coding ";
+  EXPECT_EQ(count_text(crawl.log, said), 2u);
+  for (const size_t seed : {2, 6}) {
+    EXPECT_EQ(count_text(crawl.log, setup.profile.seeds[seed] + " " + said + "x?-gzip, unasked"),
+              1u);
+  }
 }
 
 }  // namespace

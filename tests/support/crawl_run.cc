@@ -103,9 +103,11 @@ void read_flatsite_documents(std::string_view bytes, std::vector<crawl_document>
     const std::string_view record = bytes;
     std::string_view start;
     std::string_view url;
+    std::string_view date;
     std::string_view type;
     std::string_view length;
     if (!take_line(bytes, "FLATSITE_START", start) || !take_line(bytes, "DB_DOC_URL=", url) ||
+        (take_line(bytes, "DB_DOC_DATE=", date) && !take_line(bytes, "WK_CRAWLER_DATE=", date)) ||
         !take_line(bytes, "DB_DOC_TYPE=", type) || !take_line(bytes, "DB_DOC_LEN=", length)) {
       end_with_damaged_store(record);
     }

@@ -4,6 +4,9 @@
 
 #include <string>
 #include <tuple>
+#include <utility>
+
+#include "crawler/fetch/http_date.h"
 
 namespace wk {
 namespace {
@@ -45,6 +48,31 @@ TEST(format_request, writes_the_target_as_the_way_asks_for_it_and_refuses_to_for
     EXPECT_EQ(request.text,
               line.empty() ? "" : line + " HTTP/1.0\r\nCookie: \r\nHost: " + host + "\r\n\r\n");
   }
+}
+
+TEST(parse_http_date, reads_the_three_forms_and_nothing_else) {
+  const std::pair<std::string, int64_t> cases[] = {
+      {"Sun, 06 Nov 1994 08:49:37 GMT", 784'111'777},
+      {"Sunday, 06-Nov-94 08:49:37 GMT", 784'111'777},
+      {"Sun Nov  6 08:49:37 1994", 784'111'777},
+      {" Sun, 6 Nov 1994 08:49:37 GMT\t", 784'111'777},
+      {"Fri, 31 Dec 9999 23:59:59 GMT", 253'402'300'799},
+      {"Wed, 01-Jan-68 00:00:00 GMT", 3'092'601'600},
+      {"Fri, 31 Dec 9999 23:59:60 GMT", 0},
+      {"Thu, 01 Jan 1970 00:00:01 GMT", 1},
+      {"Thu, 01 Jan 1970 00:00:00 GMT", 0},
+      {"Sat, 01 Jan 0000 00:00:00 GMT", 0},
+      {"Fri, 01 Jan 99999 00:00:00 GMT", 0},
+      {"Sun, 06 Nov 1994 08:49:37", 0},
+      {"Sun, 06 Nov 1994 08:49:37 CET", 0},
+      {"Sun, 06 Nov 1994 25:00:00 GMT", 0},
+      {"Sun, 06 Nov 1994 08:49:37 GMT\0"s, 0},
+      {"Sun, 06 Nov 1994 08:49:37 GMT, ", 0},
+      {"Sun," + std::string(60, ' ') + "06 Nov 1994 08:49:37 GMT", 0},
+      {"784111777", 0},
+      {"", 0},
+  };
+  for (const auto& [text, seconds] : cases) EXPECT_EQ(parse_http_date(text), seconds) << text;
 }
 
 TEST(http_read_stored_request, reads_within_its_bounds) {

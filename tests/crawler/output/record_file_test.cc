@@ -1,7 +1,9 @@
 // The files that gather a crawl's records: crawl log, status file and link files.
 #include "crawler/output/record_file.h"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <filesystem>
@@ -31,19 +33,19 @@ std::string build_log_record(const std::string& fields, const std::string& text)
 // An open file of some kind; it closes with its last copy.
 struct record_writer {
   std::function<void(const std::string& text)> write;
-  std::function<void()> flush;
+  std::function<void()> flush, reopen;
 };
 
 record_writer open_log(const std::string& path) {
   const std::shared_ptr<Log> log = open_file_log(path, false);
   return {[log](const std::string& text) { write_log(*log, LOG_STATUS, "cs-uri", text); },
-          [log] { flush_log(*log); }};
+          [log] { flush_log(*log); }, [log] { reopen_log(*log); }};
 }
 
 record_writer open_status(const std::string& path) {
   const std::shared_ptr<status_file> status = open_status_file(path);
   return {[status](const std::string& text) { write_status_file(*status, text, 408, 300); },
-          [status] { flush_status_file(*status); }};
+          [status] { flush_status_file(*status); }, [status] { reopen_status_file(*status); }};
 }
 
 record_writer open_links(const std::string& path) {
@@ -52,7 +54,7 @@ record_writer open_links(const std::string& path) {
   return {[links](const std::string& text) {
             write_link_record(*links, text, strings{"a", "%s"});
           },
-          [links] { EXPECT_TRUE(flush_link_file(*links)); }};
+          [links] { EXPECT_TRUE(flush_link_file(*links)); }, [links] { reopen_link_file(*links); }};
 }
 
 struct record_kind {
@@ -105,6 +107,47 @@ TEST(record_file, keeps_whole_records_only_when_the_disk_is_full) {
     file.flush();
     EXPECT_EQ(read_records(kind, path), record + record + kind.before + "later" + kind.after);
   }
+}
+
+TEST(record_file, goes_on_in_the_file_of_its_name_or_else_in_the_one_it_has) {
+  for (const record_kind& kind : KINDS) {
+    SCOPED_TRACE(kind.what);
+    const temp_directory directory;
+    const std::string place = make_directory(directory, "d"), moved = directory.path + "/moved";
+    const std::string path = place + "/f", old = place + "/old";
+    const std::string head = kind.head == LOG_HEAD ? LOG_HEAD : "";
+    const auto build = [&kind](const char* text) { return kind.before + text + kind.after; };
+    const record_writer file = kind.open(path);
+    file.write("1");
+    std::filesystem::rename(path + kind.suffix, old);
+    file.write("2");
+    file.reopen();
+    file.write("3");
+    EXPECT_EQ(read_log_without_times(old), head + build("1") + build("2"));
+    file.reopen();
+    EXPECT_EQ(read_log_without_times(path + kind.suffix), head + build("3") + head);
+
+    std::filesystem::rename(place, moved);
+    testing::internal::CaptureStderr();
+    file.reopen();
+    EXPECT_EQ(testing::internal::GetCapturedStderr(),
+              std::string(kind.what) + " '" + path + kind.suffix +
+                  "' can't be opened again: No such file or directory; records go on to the file "
+                  "that was open\n");
+    file.write("4");
+    file.flush();
+    EXPECT_EQ(read_log_without_times(moved + "/f" + kind.suffix),
+              head + build("3") + head + build("4"));
+  }
+  const temp_directory directory;
+  const std::string pipe = directory.path + "/pipe";
+  ASSERT_EQ(::mkfifo(pipe.c_str(), 0600), 0);
+  const int reader = ::open(pipe.c_str(), O_RDONLY | O_NONBLOCK);
+  const record_writer file = open_log(pipe);
+  ASSERT_EQ(::unlink(pipe.c_str()), 0);
+  file.reopen();
+  EXPECT_FALSE(std::filesystem::exists(pipe)) << "what is no file of a disk stays open";
+  ::close(reader);
 }
 
 TEST(file_log, writes_the_levels_of_its_filter_byte_for_byte_and_starts_anew_or_goes_on) {
