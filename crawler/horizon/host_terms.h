@@ -45,7 +45,7 @@ struct host_terms {
   std::unordered_map<std::string, host_work, hash_host_text, std::equal_to<>> hosts;
   uint32_t nb_in_hands = 0;
   uint32_t nb_resting = 0;
-  uint32_t nb_in_hands_at_rest = 0;  // URLs in hands whose host rests
+  uint32_t nb_in_hands_at_rest = 0;      // URLs in hands whose host rests
   std::atomic<uint32_t> nb_at_share{0};  // hosts with no less than their share in hands
 };
 
