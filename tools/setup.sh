@@ -14,8 +14,8 @@ packages=(
   file dpkg-dev
   # a web server and real sites for the demo, the tests and the benchmarks
   nginx-light python3-doc cmake-doc
-  # a real proxy to crawl through, a real browser for the administration pages
-  tinyproxy-bin chromium
+  # a real proxy to crawl through; a real browser for the administration pages, a network for it
+  tinyproxy-bin chromium iproute2
 )
 # What drives the browser. Some machines have Node.js, npm included, from elsewhere.
 command -v node >/dev/null || packages+=(nodejs)

@@ -59,6 +59,9 @@ void skt_cleanup();
 [[nodiscard]] int skt_listen(const char* address, uint32_t port);
 // The port that a listening socket is bound to; 0 on failure.
 [[nodiscard]] uint32_t skt_get_bound_port(int handle);
+// The address of this machine that a socket is bound to or, once accepted, was reached at, in
+// digits; "0.0.0.0" for a socket that listens on all; empty on failure.
+[[nodiscard]] std::string skt_get_bound_address(int handle);
 // address, when not null, receives the client's IPv4 address in network byte order.
 [[nodiscard]] int skt_accept(int handle, uint32_t* address);
 void skt_close(int handle);

@@ -151,6 +151,12 @@ skt_fault open_connection(int& handle, const char* host, uint32_t port, const sk
   return SKT_PEER_FAULT;
 }
 
+bool get_bound(int handle, struct sockaddr_in& address) {
+  socklen_t length = sizeof address;
+  return ::getsockname(handle, reinterpret_cast<struct sockaddr*>(&address), &length) == 0 &&
+         address.sin_family == AF_INET;
+}
+
 }  // namespace
 
 // The system's sockets are there without being asked for.
@@ -210,9 +216,15 @@ bool is_skt_shortage(int error) {
 
 uint32_t skt_get_bound_port(int handle) {
   struct sockaddr_in address {};
-  socklen_t length = sizeof address;
-  if (::getsockname(handle, reinterpret_cast<struct sockaddr*>(&address), &length) != 0) return 0;
-  return ntohs(address.sin_port);
+  return get_bound(handle, address) ? ntohs(address.sin_port) : 0;
+}
+
+std::string skt_get_bound_address(int handle) {
+  struct sockaddr_in address {};
+  char digits[INET_ADDRSTRLEN] = "";
+  if (!get_bound(handle, address)) return {};
+  (void)::inet_ntop(AF_INET, &address.sin_addr, digits, sizeof digits);  // there is room
+  return digits;
 }
 
 int skt_accept(int handle, uint32_t* address) {

@@ -19,32 +19,35 @@ bool find_head_end(admin_client& client) {
     if (line.ends_with('\r')) line.remove_suffix(1);
     client.line_start = feed + 1;
     if (client.has_request_line && line.empty()) return true;
+    ++client.nb_lines;
     if (line.find("HTTP/") != std::string_view::npos) client.has_request_line = true;
   }
   return false;
 }
 
-// How many bytes the request has in all, as its head says; 0 while the head is not whole.
-size_t measure_request(admin_client& client, http_request& scratch) {
-  if (!find_head_end(client)) return 0;
-  const std::string_view head = std::string_view(client.input).substr(0, client.line_start);
+// The length of the body, as the head says.
+size_t read_body_length(std::string_view head, http_request& scratch) {
   http_read_stored_request(scratch, head);
-  return head.size() + size_t{http_headers_content_length(scratch.headers)};
+  return http_headers_content_length(scratch.headers);
 }
 
+// A head beyond its bounds is not read at all: what would speak against it might be left out.
 void look_at_input(admin_client& client, http_request& scratch) {
   if (client.wanted_bytes == 0) {
-    client.wanted_bytes = measure_request(client, scratch);
-    const bool is_whole = client.wanted_bytes != 0;
+    const bool is_whole = find_head_end(client);
     const size_t head_bytes = is_whole ? client.line_start : client.input.size();
-    if (head_bytes > ADMIN_MAX_HEAD_BYTES ||
-        (is_whole && client.wanted_bytes - head_bytes > ADMIN_MAX_BODY_BYTES)) {
-      client.state = ADMIN_TOO_LARGE;
-      return;
-    }
+    client.state = ADMIN_TOO_LARGE;
+    if (head_bytes > ADMIN_MAX_HEAD_BYTES || client.nb_lines > ADMIN_MAX_HEAD_LINES) return;
+    client.state = ADMIN_RECEIVING;
     if (!is_whole) return;
+    const std::string_view head = std::string_view(client.input).substr(0, head_bytes);
+    client.wanted_bytes = head_bytes + read_body_length(head, scratch);
   }
-  if (client.input.size() >= client.wanted_bytes) client.state = ADMIN_REQUESTED;
+  if (client.wanted_bytes - client.line_start > ADMIN_MAX_BODY_BYTES) {
+    client.state = ADMIN_TOO_LARGE;
+  } else if (client.input.size() >= client.wanted_bytes) {
+    client.state = ADMIN_REQUESTED;
+  }
 }
 
 // The client sends no more. A line that was cut off might say anything and says nothing.

@@ -18,6 +18,7 @@
 namespace wk {
 
 constexpr size_t ADMIN_MAX_HEAD_BYTES = 16'384;
+constexpr size_t ADMIN_MAX_HEAD_LINES = 100;  // without the empty one at its end
 constexpr size_t ADMIN_MAX_BODY_BYTES = 65'536;
 
 enum admin_client_state : uint32_t {
@@ -39,6 +40,7 @@ struct admin_client {
   // The request so far: at most a head and a body of the greatest size.
   std::string input;
   size_t line_start = 0;  // of the first line of the head that is not whole yet
+  size_t nb_lines = 0;    // of the head, so far
   bool has_request_line = false;
   size_t wanted_bytes = 0;  // of the whole request, once its head is there; before: 0
 

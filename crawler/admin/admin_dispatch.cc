@@ -1,6 +1,5 @@
 #include "crawler/admin/admin_dispatch.h"
 
-#include "crawler/admin/admin_guard.h"
 #include "crawler/admin/operator_pages.h"
 #include "crawler/admin/page_frame.h"
 #include "crawler/admin/page_table.h"
@@ -8,10 +7,41 @@
 namespace wk {
 namespace {
 
-void answer_with_page(Crawler& crawler, const admin_page& page, std::string_view target,
+bool does_change(const admin_page& page, const query_fields& fields) {
+  return page.effect == CHANGES_ALWAYS || (page.effect == CHANGES_WITH_FIELDS && !fields.empty());
+}
+
+// Every refusal says what lets the operator in.
+void refuse(http_response& response, admin_verdict verdict, const admin_names& names) {
+  begin_status_page(response, 403, "Forbidden");
+  std::string& out = response.body;
+  if (verdict == ADMIN_UNKNOWN_HOST) {
+    append_page(out,
+                "<p class=\"Help\">The name in the address is none of this server's. Ask by "
+                "localhost, by 127.0.0.1 or by the address that the server listens on, with port "
+                "%s, or write the name into the attribute admin-hosts of the profile.</p>\n",
+                {std::to_string(names.port)});
+  } else if (verdict == ADMIN_FOREIGN_PAGE) {
+    append_page(out,
+                "<p class=\"Help\">A page of another site made the browser ask for this. Use the "
+                "<a href=\"/webadmin/\">list of pages</a>.</p>\n");
+  } else {
+    append_page(out,
+                "<p class=\"Help\">A browser changes something here by a link or form of this "
+                "server's own pages only. Use the <a href=\"/webadmin/\">list of pages</a>, or a "
+                "command line tool if the browser sends no Referer.</p>\n");
+  }
+  end_page(response);
+}
+
+void refuse_method(http_response& response, const char* allowed) {
+  set_http_headers(response.headers, "Allow", allowed);
+  write_status_page(response, 405, "Method Not Allowed");
+}
+
+void answer_with_page(Crawler& crawler, const admin_page& page, const query_fields& fields,
                       http_response& response) {
   begin_page(response, page.heading.text.empty() ? page.title : page.heading);
-  const query_fields fields = read_query_fields(target);
   page_visit visit{crawler, fields, response};
   page.write(visit);
   end_page(response);
@@ -25,8 +55,7 @@ void answer_with_operator_page(Crawler& crawler, const operator_page& page,
   set_http_headers(response.headers, "X-Content-Type-Options", "nosniff");
   set_http_headers(response.headers, "Cache-Control", "no-store");
   if (request.method != HTTP_GET) {
-    set_http_headers(response.headers, "Allow", "GET");
-    write_status_page(response, 405, "Method Not Allowed");
+    refuse_method(response, "GET");
     return;
   }
   response.status = 200;
@@ -35,12 +64,19 @@ void answer_with_operator_page(Crawler& crawler, const operator_page& page,
 
 }  // namespace
 
-void answer_admin_request(Crawler& crawler, const http_request& request, http_response& response) {
+void answer_admin_request(Crawler& crawler, const admin_names& names, const http_request& request,
+                          http_response& response) {
   const std::string_view target = request.target.path;
-  if (!is_own_request(request.headers, crawler.profile.admin_address)) {
-    write_status_page(response, 403, "Forbidden");
-  } else if (const admin_page* page = find_admin_page(target); page != nullptr) {
-    answer_with_page(crawler, *page, target, response);
+  const admin_page* page = find_admin_page(target);
+  const query_fields fields = page == nullptr ? query_fields() : read_query_fields(target);
+  const bool changes = page != nullptr && does_change(*page, fields);
+  const admin_verdict verdict = judge_admin_request(request.headers, names, changes);
+  if (verdict != ADMIN_ADMITTED) {
+    refuse(response, verdict, names);
+  } else if (changes && request.method == HTTP_HEAD) {
+    refuse_method(response, "GET, POST");
+  } else if (page != nullptr) {
+    answer_with_page(crawler, *page, fields, response);
   } else if (const operator_page* own = find_operator_page(target.substr(0, target.find('?')));
              own != nullptr) {
     answer_with_operator_page(crawler, *own, request, response);

@@ -31,6 +31,7 @@ struct admin_server {
   int end = -1;  // an eventfd, readable when the thread is to end
 
   // Of the server's thread.
+  admin_names names;  // fixed once opened, but for the address that the last request arrived at
   std::vector<admin_client_ptr> clients;  // the oldest first
   bool accepts = true;                    // false: no handle was left for a client
   bool ended = false;
@@ -40,7 +41,8 @@ struct admin_server {
 
 namespace {
 
-constexpr std::string_view ANY_LOOPBACK = "127.0.0.1";
+constexpr std::string_view LOOPBACK = "127.0.0.1";
+constexpr std::string_view ALL_ADDRESSES = "0.0.0.0";
 constexpr uint64_t US_PER_MS = 1'000;
 constexpr uint64_t ACCEPT_PAUSE_US = 100'000;
 constexpr uint32_t MAX_ACCEPTED_AT_ONCE = 64;
@@ -97,7 +99,8 @@ void build_answer(admin_server& server, admin_client& client) {
     client.logged_target =
         server.crawler.fetch.strict_safety ? mask_password_fields(target) : target;
     log_request(server, client);
-    answer_admin_request(server.crawler, server.request, server.response);
+    server.names.arrival = skt_get_bound_address(client.handle);
+    answer_admin_request(server.crawler, server.names, server.request, server.response);
   }
   start_answer(client, server.response);
   set_state_limit(client, server.limits.answer_us);
@@ -230,7 +233,16 @@ void finish_answers(admin_server& server) {
 
 std::string choose_address(const Crawler& crawler) {
   const std::string& address = crawler.profile.admin_address;
-  return address.empty() ? std::string(ANY_LOOPBACK) : address;
+  return address.empty() ? std::string(LOOPBACK) : address;
+}
+
+// An address that stands for all names none: no connection arrives at it.
+void name_server(admin_server& server) {
+  const config_values& profile = server.crawler.profile;
+  server.names.port = get_port_admin_server(server);
+  server.names.others = profile.admin_hosts;
+  const bool stands_for_all = skt_get_bound_address(server.listener) == ALL_ADDRESSES;
+  if (!stands_for_all) server.names.others.push_back(profile.admin_address);
 }
 
 }  // namespace
@@ -257,7 +269,8 @@ admin_server_ptr open_admin_server(Crawler& crawler, const admin_limits& limits)
     log_opening(crawler, port, "Couldn't open admin socket");
     return nullptr;
   }
-  const uint32_t bound_port = get_port_admin_server(*server);
+  name_server(*server);
+  const uint32_t bound_port = server->names.port;
   {
     const std::lock_guard<std::shared_mutex> hold(crawler.fetch.lock);
     crawler.fetch.own_port = bound_port;

@@ -40,10 +40,14 @@ void end_page(http_response& response) {
   append_page(response.body, "<p><a href=\"/webadmin/\">Index</a></p>\n</body>\n</html>\n");
 }
 
-void write_status_page(http_response& response, uint32_t status, page_text title) {
+void begin_status_page(http_response& response, uint32_t status, page_text title) {
   begin_page(response, title);
   response.status = status;
   append_page(response.body, "<p class=\"Help\">%s</p>\n", {http_status_description(status)});
+}
+
+void write_status_page(http_response& response, uint32_t status, page_text title) {
+  begin_status_page(response, status, title);
   end_page(response);
 }
 

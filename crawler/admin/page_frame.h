@@ -13,7 +13,9 @@ void begin_page(http_response& response, page_text title);
 // Writes the link to the index and closes the page.
 void end_page(http_response& response);
 
-// A whole page that says what the status means.
+// A page that says what the status means; its end is left to the caller.
+void begin_status_page(http_response& response, uint32_t status, page_text title);
+// The whole page.
 void write_status_page(http_response& response, uint32_t status, page_text title);
 
 }  // namespace wk

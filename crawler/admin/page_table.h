@@ -1,6 +1,7 @@
 // The table of the administration's pages.
 #pragma once
 
+#include <cstdint>
 #include <span>
 #include <string_view>
 
@@ -9,10 +10,17 @@
 
 namespace wk {
 
+enum admin_page_effect : uint32_t {
+  CHANGES_NOTHING = 0,
+  CHANGES_WITH_FIELDS,  // without a field it shows its form
+  CHANGES_ALWAYS,
+};
+
 struct admin_page {
   page_text path;
   page_text title;    // in the index
   page_text heading;  // of the page itself; empty: the title
+  admin_page_effect effect;
   void (*write)(page_visit& visit);
 };
 

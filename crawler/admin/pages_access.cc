@@ -12,9 +12,47 @@ namespace {
 constexpr size_t MAX_TABLE_BYTES = 16 << 20;
 constexpr page_text TABLE_CUT = "<p class=\"Help\">There are more than are shown here.</p>\n";
 
+void append_empty_fields(std::string& out, const std::string& names) {
+  append_page(out, "<p class=\"Result\">Nothing was added; empty: %s.</p>\n", {names});
+}
+
 std::vector<fetch_credential> list_credentials(const fetch_settings& settings) {
   const std::shared_lock<std::shared_mutex> hold(settings.lock);
   return settings.credentials;
+}
+
+// Without a site the cookie would go to every site.
+void add_cookie(page_visit& visit) {
+  std::string& out = visit.response.body;
+  const std::string* site = find_field(visit.fields, "site");
+  const std::string* path = find_field(visit.fields, "path");
+  const std::string* key = find_field(visit.fields, "key");
+  const std::string* data = find_field(visit.fields, "data");
+  if (site == nullptr || path == nullptr || key == nullptr || data == nullptr) return;
+  const std::string empty = list_empty_fields(visit.fields, {"site", "path", "key", "data"});
+  if (!empty.empty()) {
+    append_empty_fields(out, empty);
+  } else if (cookie_jar_add(visit.crawler.cookies, *site, *path, COOKIE_NEVER_EXPIRES, *key,
+                            *data) != 0) {
+    append_page(out, "<p class=\"Result\">Added a cookie for '%s%s'.</p>\n", {*site, *path});
+  } else {
+    append_page(out,
+                "<p class=\"Result\">Nothing was added; a cookie holds no line end and no "
+                "zero byte.</p>\n");
+  }
+}
+
+// Without a site the password would go to every site.
+void add_credential(page_visit& visit) {
+  std::string& out = visit.response.body;
+  const std::string* site = find_field(visit.fields, "site");
+  const std::string* user = find_field(visit.fields, "user");
+  const std::string* password = find_field(visit.fields, "pass");
+  if (site == nullptr || user == nullptr || password == nullptr) return;
+  const std::string empty = list_empty_fields(visit.fields, {"site", "user", "pass"});
+  if (!empty.empty()) return append_empty_fields(out, empty);
+  add_credential_fetch_settings(visit.crawler.fetch, *site, *user, *password);
+  append_page(out, "<p class=\"Result\">Added a cookie for '%s'.</p>\n", {*site});
 }
 
 }  // namespace
@@ -28,15 +66,7 @@ void write_add_cookie_page(page_visit& visit) {
               "<p>Key: &nbsp;<input name=\"key\" type=\"text\"></p>\n"
               "<p>Data: <input name=\"data\" type=\"text\"></p>\n"
               "<p><input type=\"submit\" value=\"Submit\"></p></form>\n");
-  // Without a site the cookie would go to every site.
-  const std::string* site = find_filled_field(visit.fields, "site");
-  const std::string* path = find_field(visit.fields, "path");
-  const std::string* key = find_filled_field(visit.fields, "key");
-  const std::string* data = find_field(visit.fields, "data");
-  if (site != nullptr && path != nullptr && key != nullptr && data != nullptr &&
-      cookie_jar_add(visit.crawler.cookies, *site, *path, COOKIE_NEVER_EXPIRES, *key, *data) != 0) {
-    append_page(out, "<p class=\"Result\">Added a cookie for '%s%s'.</p>\n", {*site, *path});
-  }
+  add_cookie(visit);
   append_page(out,
               "<p class=\"Help\">Click <a href=\"/webadmin/GetCookies\">here</a> to view your "
               "cookies.</p>\n<p class=\"Help\">This form adds a cookie. See <a "
@@ -71,14 +101,7 @@ void write_add_credential_page(page_visit& visit) {
               "<p>User: <input name=\"user\" type=\"text\"></p>\n"
               "<p>Pass: <input name=\"pass\" type=\"password\"></p>\n"
               "<p><input type=\"submit\" value=\"Submit\"></p></form>\n");
-  // Without a site the password would go to every site.
-  const std::string* site = find_filled_field(visit.fields, "site");
-  const std::string* user = find_field(visit.fields, "user");
-  const std::string* password = find_field(visit.fields, "pass");
-  if (site != nullptr && user != nullptr && password != nullptr) {
-    add_credential_fetch_settings(visit.crawler.fetch, *site, *user, *password);
-    append_page(out, "<p class=\"Result\">Added a cookie for '%s'.</p>\n", {*site});
-  }
+  add_credential(visit);
   append_page(out,
               "<p class=\"Help\">Click <a href=\"/webadmin/GetAuths\">here</a> to view your "
               "authorization credentials.</p>\n<p class=\"Help\">This form adds an HTTP 401 "

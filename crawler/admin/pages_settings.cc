@@ -28,6 +28,14 @@ spider_settings get_spider_settings(const fetch_settings& settings) {
   return {settings.retries, settings.timeout_ms, settings.retry_wait_ms};
 }
 
+std::string list_negative_fields(const query_fields& fields) {
+  std::string listed;
+  for (const char* name : {"nb_retries", "timeout", "retry_wait"}) {
+    if (read_number_field(fields, name) < 0) listed.append(listed.empty() ? "" : ", ").append(name);
+  }
+  return listed;
+}
+
 // A negative number stands for none and leaves its setting as it was.
 void change_spider_settings(fetch_settings& settings, const query_fields& fields) {
   const int32_t retries = read_number_field(fields, "nb_retries");
@@ -153,6 +161,9 @@ void write_spiders_page(page_visit& visit) {
               {write_page_number(in_force.retries), std::to_string(in_force.timeout_ms),
                write_page_number(in_force.retry_wait_ms)});
   if (given) append_page(out, "<p class=\"Result\">Configured web spiders.</p>\n");
+  if (const std::string ignored = list_negative_fields(visit.fields); given && !ignored.empty()) {
+    append_page(out, "<p class=\"Result\">Ignored as negative: %s.</p>\n", {ignored});
+  }
   append_page(out,
               "<p class=\"Help\">This page configures how 'nice' the crawler will be to the sites "
               "it visits.</p>\n");

@@ -37,6 +37,17 @@ const std::string* find_filled_field(const query_fields& fields, std::string_vie
   return value != nullptr && value->empty() ? nullptr : value;
 }
 
+std::string list_empty_fields(const query_fields& fields,
+                              std::initializer_list<std::string_view> names) {
+  std::string listed;
+  for (const std::string_view name : names) {
+    const std::string* value = find_field(fields, name);
+    if (value == nullptr || !value->empty()) continue;
+    listed.append(listed.empty() ? "" : ", ").append(name);
+  }
+  return listed;
+}
+
 bool is_box_checked(const query_fields& fields, std::string_view name) {
   const std::string* value = find_field(fields, name);
   return value != nullptr && equals_ignoring_case(*value, "on");

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <initializer_list>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -18,6 +19,9 @@ using query_fields = std::vector<std::pair<std::string, std::string>>;
 // The field's value when there is one that is not empty, else null.
 [[nodiscard]] const std::string* find_filled_field(const query_fields& fields,
                                                    std::string_view name);
+// The names of those fields that are there and empty, with commas between.
+[[nodiscard]] std::string list_empty_fields(const query_fields& fields,
+                                            std::initializer_list<std::string_view> names);
 [[nodiscard]] bool is_box_checked(const query_fields& fields, std::string_view name);
 // The number that the field's value begins with; 0 when it is none, or absent.
 [[nodiscard]] int32_t read_number_field(const query_fields& fields, std::string_view name);

@@ -82,6 +82,19 @@ void set_type(profile_reading& reading, const std::string& value) {
   if (value == "rss") reading.config.is_rss = true;
 }
 
+void set_admin_hosts(profile_reading& reading, const std::string& value) {
+  std::vector<std::string>& hosts = reading.config.admin_hosts;
+  hosts.assign(1, {});
+  for (const char c : value) {
+    if (!is_blank(static_cast<unsigned char>(c))) {
+      hosts.back().push_back(c);
+    } else if (!hosts.back().empty()) {
+      hosts.emplace_back();
+    }
+  }
+  if (hosts.back().empty()) hosts.pop_back();
+}
+
 void set_canonical_urls(profile_reading& reading, const std::string& value) {
   reading.config.canonical_urls = parse_integer(value) != 0;
 }
@@ -163,6 +176,10 @@ constexpr config_attribute PROFILE_ATTRIBUTES[] = {
     make_attribute<&values::admin_address>(
         "admin-address",
         {"", "address that the server listens on; none: loopback, `0.0.0.0`: all"}),
+    make_special("admin-hosts", CONFIG_TEXT, set_admin_hosts,
+                 {"",
+                  "further names that the server may be asked by, with blanks between; `name:port` "
+                  "where another port is forwarded to it"}),
     make_attribute<&values::forever_mode>(
         "forever-mode",
         {"0", "not 0: neither a full quota nor an empty horizon ends the crawl", "switch"}),

@@ -171,6 +171,7 @@ constexpr text_field FIELDS[] = {
     make_field<&values::nb_spiders>("nb-spiders"),
     make_field<&values::admin_port>("admin-port"),
     make_field<&values::admin_address>("admin-address"),
+    make_field<&values::admin_hosts>("admin-host"),
     make_field<&values::forever_mode>("forever-mode"),
     make_field<&values::admin_thread_sleep_time_ms>("admin-thread-sleep-time"),
     make_field<&values::stop_when_empty>("stop-when-empty"),

@@ -37,6 +37,9 @@ void write_profile_tag(const config_values& config, std::string& out) {
   append_number(out, "nb-spiders", config.nb_spiders);
   append_flag(out, "stop-when-empty", config.stop_when_empty);
   append_number(out, "admin-thread-sleep-time", config.admin_thread_sleep_time_ms);
+  std::string hosts;
+  for (const std::string& host : config.admin_hosts) hosts.append(hosts.empty() ? "" : " ") += host;
+  if (!hosts.empty()) append_text(out, "admin-hosts", hosts);
   out.append(">\n");
 }
 

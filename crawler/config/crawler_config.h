@@ -47,6 +47,7 @@ struct config_values {
   int32_t nb_spiders = 1;
   int32_t admin_port = 8000;
   std::string admin_address;  // empty: the loopback address
+  std::vector<std::string> admin_hosts;
   int32_t forever_mode = 0;
   int32_t admin_thread_sleep_time_ms = 10'000;
   bool stop_when_empty = false;

@@ -215,6 +215,20 @@ void inspect_admin_port(profile_inspection& inspection, const xmlNode& profile) 
             "port " + std::to_string(port) + " " + fault + "; there will be no administration");
 }
 
+void inspect_admin_hosts(profile_inspection& inspection, const xmlNode& profile) {
+  std::string value;
+  if (!find_value(profile, "admin-hosts", value)) return;
+  const auto fits = [](char byte) {
+    const auto c = static_cast<unsigned char>(byte);
+    return is_blank(c) || is_letter(c) || is_digit(c) || c >= 0x80 ||
+           std::string_view("-._:[]").find(byte) != std::string_view::npos;
+  };
+  if (std::all_of(value.begin(), value.end(), fits)) return;
+  add_doubt(inspection, profile, "admin-hosts",
+            "attribute \"admin-hosts\" of \"crawler\": " + quote(value) +
+                " is no list of names with blanks between");
+}
+
 // The profile that is read; null: the root has no element.
 const xmlNode* choose_profile(const profile_question& question, const xmlNode& root) {
   const xmlNode* first = nullptr;
@@ -245,6 +259,7 @@ void inspect_profile(profile_inspection& inspection, const xmlNode& profile) {
   find_emptied_directories(inspection, profile);
   inspect_attributes(inspection, profile, get_config_profile_attributes());
   inspect_admin_port(inspection, profile);
+  inspect_admin_hosts(inspection, profile);
   for (const xmlNode* child = profile.children; child != nullptr; child = child->next) {
     if (is_ours(*child)) inspect_element(inspection, *child);
   }

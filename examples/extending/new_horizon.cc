@@ -148,6 +148,9 @@ constexpr frontier_ops MEMORY_FRONTIER_OPS = {
     .active_urls = [](const frontier_ops& ops) -> uint32_t { return ops.self->active_urls; },
     .is_exhausted = is_exhausted,
     .exhaust_host = exhaust_host,
+    .set_host_share = nullptr,
+    .tell_answer = nullptr,
+    .rest_host = nullptr,
 };
 
 }  // namespace

@@ -1,6 +1,7 @@
 // The administration as an operator uses it: in Chromium, over a running crawl.
 //
-// WK_ZCRAWLER is the program's path, WK_SCREENSHOTS the directory that pictures go to.
+// WK_ZCRAWLER is the program's path, WK_SCREENSHOTS the directory that pictures go to, and
+// WK_OUTER_ADDRESS an address of this machine that is not loopback; a browser trusts it less.
 
 import assert from "node:assert/strict";
 import { existsSync, mkdirSync, readFileSync } from "node:fs";
@@ -10,8 +11,10 @@ import { chromium } from "playwright-core";
 import { startCrawl, startSite, until } from "./crawl_place.mjs";
 
 const QUIET = ["--no-sandbox", "--disable-gpu", "--disable-quic", "--no-first-run",
-  "--disable-background-networking", "--disable-component-update", "--disable-sync"];
+  "--disable-background-networking", "--disable-component-update", "--disable-sync",
+  "--host-resolver-rules=MAP crawl.test 127.0.0.1"];
 const PICTURES = process.env.WK_SCREENSHOTS;
+const OUTER = process.env.WK_OUTER_ADDRESS;
 let browser;
 
 before(async () => {
@@ -29,10 +32,10 @@ function answerNextPage(request, response) {
   response.end(`<p>page ${request.url} ${"word ".repeat(number % 50)}</p>${links.join("")}`);
 }
 
-async function openCrawl(t, { answer = answerNextPage, elements = "" } = {}) {
+async function openCrawl(t, { answer = answerNextPage, elements = "", attributes, address } = {}) {
   const site = await startSite(answer);
   t.after(() => site.end());
-  const crawl = await startCrawl(site, elements);
+  const crawl = await startCrawl(site, elements, attributes, address);
   t.after(() => crawl.end());
   const page = await browser.newPage({ viewport: { width: 1100, height: 900 } });
   t.after(() => page.close());
@@ -167,19 +170,81 @@ test("markup from crawled servers stays text", async (t) => {
   assert.deepEqual(dialogs, []);
 });
 
-test("pages of other sites steer nothing", async (t) => {
-  const { site, crawl, page } = await openCrawl(t);
-  const elsewhere = await startSite((request, response) => {
-    response.end(`<form action="${crawl.url}/webadmin/Shutdown"><input type="submit"></form>` +
-      `<img src="${crawl.url}/webadmin/Shutdown">`);
+// How a page of another site makes a browser ask for url.
+const TRICKS = {
+  image: (url) => `<img src="${url}">`,
+  form: (url) => `<form action="${url}"><input name="x"></form><script>document.forms[0].submit()</script>`,
+  navigation: (url) => `<script>location = "${url}"</script>`,
+  fetch: (url) => `<script>fetch("${url}", { mode: "no-cors" })</script>`,
+  frame: (url) => `<iframe src="${url}"></iframe>`,
+};
+const LOOPBACK = ["127.0.0.1", "localhost", "crawl.test"];
+const DISGUISED = ["0.0.0.0", "0", "[::ffff:127.0.0.1]"];
+
+// Where the server listens, the names that others try, and those that the operator goes by.
+const LISTENERS = [
+  { address: "", tried: [...LOOPBACK, ...DISGUISED], own: LOOPBACK },
+  { address: OUTER, tried: [OUTER], own: [OUTER] },
+  { address: "0.0.0.0", tried: [OUTER, ...DISGUISED], own: [OUTER, "localhost"] },
+];
+
+for (const { address, tried, own } of LISTENERS) {
+  const options = {
+    answer: (_request, response) => response.end("<p>alone</p>"),
+    attributes: `forever-mode="1" admin-hosts="crawl.test" admin-address="${address}"`,
+    address: address === OUTER ? OUTER : "127.0.0.1",
+  };
+  const skip = address !== "" && OUTER === undefined ? "no network namespace could be made" : false;
+  const isPaused = async (crawl) => (await (await fetch(`${crawl.url}/status.json`)).json()).paused === 1;
+
+  test(`pages of other sites steer nothing, listening on "${address}"`, { skip }, async (t) => {
+    const { crawl } = await openCrawl(t, options);
+    const elsewhere = await startSite((request, response) => {
+      const [, trick, name] = request.url.split("/");
+      response.setHeader("Referrer-Policy", "no-referrer");
+      response.end(TRICKS[trick]?.(`http://${name}:${crawl.port}/webadmin/Pause/${trick}${name}`));
+    });
+    t.after(() => elsewhere.end());
+    const findAnswer = (target) => readFileSync(join(crawl.directory, "log"), "latin1")
+      .split("\n").map((line) => line.split(" ")).find((words) => words[3] === target)?.[2];
+    const answers = {};
+    for (const name of tried) {
+      for (const trick of Object.keys(TRICKS)) {
+        const page = await browser.newPage();
+        await page.goto(`${elsewhere.url}/${trick}/${name}`, { waitUntil: "commit" });
+        // The log tells, for the browser hides from a page what comes of its images.
+        const target = `/webadmin/Pause/${trick}${name}${trick === "form" ? "?x=" : ""}`;
+        await until(() => findAnswer(target));
+        answers[`${trick} ${name}`] = `${findAnswer(target)} ${(await isPaused(crawl)) ? "paused" : "runs"}`;
+        await page.close();
+        await fetch(`${crawl.url}/webadmin/Resume`);
+      }
+    }
+    assert.deepEqual(Object.entries(answers).filter(([, answer]) => answer !== "403 runs"), []);
   });
-  t.after(() => elsewhere.end());
-  await page.goto(elsewhere.url);
-  const [answer] = await Promise.all([
-    page.waitForResponse((response) => response.request().isNavigationRequest()),
-    page.locator("input").click(),
-  ]);
-  assert.equal(answer.status(), 403);
-  await site.next(() => true);
-  assert.ok((await fetch(`${crawl.url}/status.json`)).ok);
-});
+
+  test(`the operator steers by clicks, listening on "${address}"`, { skip }, async (t) => {
+    const { crawl, page } = await openCrawl(t, options);
+    for (const name of own) {
+      const url = `http://${name}:${crawl.port}`;
+      const figures = page.waitForResponse(`${url}/status.json`);
+      await page.goto(`${url}/live`);
+      assert.equal((await figures).status(), 200, name);
+      await page.getByRole("link", { name: "Pause" }).click();
+      await page.waitForURL(`${url}/webadmin/Pause`);
+      assert.ok(await isPaused(crawl), name);
+      // A browser says of a typed address where it comes from only where it trusts the server.
+      const trusted = name === "127.0.0.1" || name === "localhost";
+      const typed = await page.goto(`${url}/webadmin/Resume`);
+      assert.equal(typed.status(), trusted ? 200 : 403, name);
+      await page.getByRole("link", { name: trusted ? "Index" : "list of pages" }).click();
+      await page.getByRole("link", { name: "Resume a Paused Crawler" }).click();
+      await page.waitForURL(`${url}/webadmin/Resume`);
+      assert.ok(!(await isPaused(crawl)), name);
+      await page.goto(`${url}/webadmin/SetUserAgent`);
+      await page.locator("[name=user_agent]").fill(`by ${name}`);
+      await page.locator("input[type=submit]").click();
+      assert.equal(await page.locator("p.Result").innerText(), `Set HTTP User-Agent to by ${name}.`);
+    }
+  });
+}

@@ -42,14 +42,14 @@ async function findFreePort() {
   return port;
 }
 
-// Starts the crawler on site and returns when its administration answers.
-export async function startCrawl(site, elements) {
+// Starts the crawler on site and returns when its administration answers, asked by address.
+export async function startCrawl(site, elements, attributes = "", address = "127.0.0.1") {
   const directory = mkdtempSync(join(tmpdir(), "wk_browser_"));
   for (const name of ["store", "temp", "check"]) mkdirSync(join(directory, name));
   const port = await findFreePort();
   const profile = `<?xml version="1.0" encoding="utf-8"?>
 <crawlers><crawler name="browser" nb-spiders="2" stop-when-empty="false" admin-port="${port}"
- admin-thread-sleep-time="200">
+ admin-thread-sleep-time="200" ${attributes}>
 <seed-urls><url name="${site.url}/"/></seed-urls>
 <canonical-urls enable="1"/><frontier sleep_mode="0" sleep_interval="0"/><robot honor="false"/>
 <checkpoint dir="${directory}/check" interval="0"/>
@@ -58,7 +58,7 @@ export async function startCrawl(site, elements) {
   writeFileSync(join(directory, "crawl.xml"), profile);
   const crawler = spawn(process.env.WK_ZCRAWLER, ["-conf", join(directory, "crawl.xml")],
     { cwd: directory, stdio: ["ignore", "ignore", "pipe"] });
-  const crawl = { directory, url: `http://127.0.0.1:${port}`, errors: "" };
+  const crawl = { directory, port, url: `http://${address}:${port}`, errors: "" };
   crawler.stderr.on("data", (bytes) => (crawl.errors += bytes));
   crawl.ended = new Promise((resolve) => crawler.on("exit", (status, signal) => resolve(status ?? signal)));
   crawl.end = () => {

@@ -11,6 +11,7 @@
 #include <mutex>
 #include <string>
 #include <thread>
+#include <tuple>
 #include <vector>
 
 #include "tests/support/crawl_run.h"
@@ -29,15 +30,16 @@ struct steered_crawl {
 
   explicit steered_crawl(crawl_setup setup) {
     setup.options = {"-admin-port", std::to_string(port)};
-    setup.profile.attributes = "forever-mode=\"1\"";
+    setup.profile.attributes = "forever-mode=\"1\" admin-hosts=\"crawl.test  other.test\"";
     prepare_crawl(place, setup);
     program = start_crawl(place, setup);
     wait_until_program_answers(program, port);
   }
 
-  std::string ask(const std::string& target, const std::string& headers = "") const {
+  std::string ask(const std::string& target, const std::string& headers = "",
+                  const std::string& method = "GET") const {
     const int handle = skt_open("127.0.0.1", port);
-    (void)skt_send_all(handle, "GET " + target + " HTTP/1.0\r\n" + headers + "\r\n");
+    (void)skt_send_all(handle, method + " " + target + " HTTP/1.0\r\n" + headers + "\r\n");
     std::string answer;
     skt_read_until_quiet(answer, handle, {.limit_us = 60'000'000});
     skt_close(handle);
@@ -77,11 +79,32 @@ TEST(administration, takes_orders_from_its_operator_alone) {
   serve_page_scripted_server(server, "/added?x=1", "<a href='/linked'>x</a>");
   serve_page_scripted_server(server, "/linked", "text");
   steered_crawl crawl({});
-  for (const char* headers : {"Host: rebound.test:8000\r\n", "Sec-Fetch-Site: cross-site\r\n",
-                              "Host: 127.0.0.1:8000\r\nOrigin: http://evil.test\r\n",
-                              "Host: 127.0.0.1:8000\r\nReferer: http://evil.test/page\r\n"}) {
-    EXPECT_TRUE(crawl.ask("/webadmin/Shutdown", headers).starts_with("HTTP/1.0 403 Forbidden\r\n"));
+  const std::string port = ":" + std::to_string(crawl.port) + "\r\n";
+  const std::string own = "Host: 127.0.0.1" + port;
+  const std::string behind_many_lines = [] {
+    std::string lines;
+    for (int i = 0; i < 1'100; ++i) lines += "X" + std::to_string(i) + ": y\r\n";
+    return lines + "Origin: http://evil.test\r\n";
+  }();
+  const std::tuple<std::string, const char*, const char*> refused[] = {
+      {"Host: rebound.test" + port, "GET", "403 Forbidden"},
+      {"Host: 0.0.0.0" + port, "GET", "403 Forbidden"},
+      {"Host: [::ffff:7f00:1]" + port, "GET", "403 Forbidden"},
+      {"Host: 127.0.0.1:1\r\n", "GET", "403 Forbidden"},
+      {"Sec-Fetch-Site: cross-site\r\n", "GET", "403 Forbidden"},
+      {own + "Origin: http://evil.test\r\n", "GET", "403 Forbidden"},
+      {own + "Referer: http://evil.test/page\r\n", "GET", "403 Forbidden"},
+      {own + "User-Agent: Mozilla/5.0\r\n", "GET", "403 Forbidden"},
+      {own + behind_many_lines, "GET", "413 Request Entity Too Large"},
+      {own, "HEAD", "405 Method Not Allowed"},
+  };
+  for (const auto& [headers, method, status] : refused) {
+    SCOPED_TRACE(headers.substr(0, 80));
+    const std::string answer = crawl.ask("/webadmin/Pause", headers, method);
+    EXPECT_EQ(answer.substr(0, answer.find('\r')), "HTTP/1.0 " + std::string(status));
   }
+  EXPECT_NE(crawl.ask("/status.json", "Host: OTHER.test" + port).find("\"state\": \"running\""),
+            std::string::npos);
   const std::string added = get_url_scripted_server(server, "/added");
   EXPECT_NE(crawl.ask("/webadmin/AddUrl?url=" + added + "%3Fx%3D1%23fragment")
                 .find("<p class=\"Result\">Added " + added + "?x=1 to the URL Horizon.</p>"),

@@ -97,7 +97,7 @@ class Site:
                 return ""
             target = "/webadmin/Checkpoint?filename=" + urllib.parse.quote(directory, safe="")
             with socket.create_connection(("127.0.0.1", int(port[1])), CHECKPOINT_TIMEOUT) as admin:
-                admin.sendall(f"GET {target} HTTP/1.0\r\nHost: localhost\r\n\r\n".encode())
+                admin.sendall(f"GET {target} HTTP/1.0\r\nHost: localhost:{port[1]}\r\n\r\n".encode())
                 answer = b""
                 while more := admin.recv(65536):
                     answer += more

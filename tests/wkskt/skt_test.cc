@@ -82,6 +82,9 @@ TEST(skt_open_with_timeout, connects_in_blocking_mode_or_leaves_no_socket) {
     EXPECT_EQ(testing::internal::GetCapturedStderr(), message);
   }
   EXPECT_EQ(pair.address, htonl(INADDR_LOOPBACK));
+  EXPECT_EQ(skt_get_bound_address(pair.listener), "0.0.0.0");
+  EXPECT_EQ(skt_get_bound_address(pair.server), "127.0.0.1");
+  EXPECT_EQ(skt_get_bound_address(-1), "");
   const int listener = skt_listen("127.0.0.1", 0);
   EXPECT_EQ(skt_open("127.0.0.2", skt_get_bound_port(listener)), -1) << "keeps to one address";
   skt_close(listener);

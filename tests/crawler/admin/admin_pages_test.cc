@@ -36,7 +36,7 @@ http_response ask(Crawler& crawler, const std::string& target, const std::string
   http_request request;
   http_response response;
   http_read_stored_request(request, method + " " + target + " HTTP/1.0\r\n" + headers + "\r\n");
-  answer_admin_request(crawler, request, response);
+  answer_admin_request(crawler, {8000, "", {}}, request, response);
   return response;
 }
 
@@ -109,6 +109,8 @@ TEST(admin_dispatch, answers_by_path_method_and_origin) {
       {"GET", "/metrics", "Origin: null\r\n", 403},
       {"GET", "/webadmin/Shutdown", "Sec-Fetch-Site: cross-site\r\n", 403},
       {"POST", "/webadmin/Shutdown", "Host: a.test\r\n", 403},
+      {"GET", "/webadmin/Shutdown", "User-Agent: Mozilla/5.0\r\n", 403},
+      {"GET", "/webadmin/AddUrl?url=http://a.test/", "User-Agent: Mozilla/5.0\r\n", 403},
   };
   const crawler_place place;
   const crawler_ptr crawler = build(place);

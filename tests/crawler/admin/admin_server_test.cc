@@ -26,8 +26,10 @@ struct running_server {
   uint32_t port = 0;
   std::thread thread;
 
-  explicit running_server(const admin_limits& limits = {}) {
+  explicit running_server(const admin_limits& limits = {}, const char* address = "") {
     place.profile.admin_port = 0;
+    place.profile.admin_address = address;
+    place.profile.admin_hosts = {"crawl.test"};
     place.profile.log_filter = 7;
     crawler = build(place);
     server = open_admin_server(*crawler, limits);
@@ -42,7 +44,8 @@ struct running_server {
 
 struct client {
   int handle;
-  explicit client(const running_server& running) : handle(skt_open("127.0.0.1", running.port)) {}
+  explicit client(const running_server& running, const char* address = "127.0.0.1")
+      : handle(skt_open(address, running.port)) {}
   ~client() { skt_close(handle); }
   client(const client&) = delete;
 
@@ -54,6 +57,12 @@ struct client {
     return answer;
   }
 };
+
+std::string write_lines(int count) {
+  std::string lines;
+  for (int i = 0; i < count; ++i) lines += "X" + std::to_string(i) + ": y\r\n";
+  return lines;
+}
 
 bool is_answered(const running_server& running) {
   const client asking(running);
@@ -73,8 +82,13 @@ TEST(admin_server, answers_requests_of_every_shape) {
       {"a body of no length", post + "-1\r\n\r\nx", 413},
       {"a large head", head + std::string(16'000, 'x') + "\r\n\r\n", 404},
       {"a head too large", head + std::string(17'000, 'x') + "\r\n\r\n", 413},
+      {"100 lines", "GET /webadmin/ HTTP/1.0\r\n" + write_lines(99) + "\r\n", 200},
+      {"101 lines", "GET /webadmin/Shutdown HTTP/1.0\r\n" + write_lines(100) + "\r\n", 413},
+      {"101 lines, cut off", "GET /webadmin/Shutdown HTTP/1.0\r\n" + write_lines(100), 413},
       {"no request line", std::string(17'000, '\n'), 413},
       {"nothing", "", 0},
+      {"no page to change by", "HEAD /webadmin/Shutdown HTTP/1.0\r\n\r\n", 405},
+      {"a name behind its port", "GET /live HTTP/1.0\r\nHost: localhost:1\r\n\r\n", 403},
       {"half a request line", "GET /webadmin/Shutdown HTTP/1.0", 0},
       {"a line that is none", "GET /webadmin/Shutdown\r\n", 0},
       {"half a head", "GET /webadmin/GetStats HTTP/1.0\r\n", 200},
@@ -93,6 +107,28 @@ TEST(admin_server, answers_requests_of_every_shape) {
                             : answer.starts_with(format_text("HTTP/1.0 %d ", status)));
   }
   EXPECT_FALSE(is_stopped(running.crawler->gate));
+}
+
+TEST(admin_server, goes_by_its_own_names) {
+  // Where it listens, where it is reached, by which name it is asked, and whether it answers.
+  const std::tuple<const char*, const char*, const char*, bool> cases[] = {
+      {"", "127.0.0.1", "127.0.0.1", true},
+      {"", "127.0.0.1", "crawl.test", true},
+      {"", "127.0.0.1", "127.0.0.2", false},
+      {"", "127.0.0.1", "0.0.0.0", false},
+      {"127.1.2.3", "127.1.2.3", "127.1.2.3", true},
+      {"127.3", "127.0.0.3", "127.3", true},
+      {"0.0.0.0", "127.4.5.6", "127.4.5.6", true},
+      {"0.0.0.0", "127.4.5.6", "0.0.0.0", false},
+      {"0", "127.0.0.1", "0", false},
+  };
+  for (const auto& [listening, reached, name, answered] : cases) {
+    SCOPED_TRACE(std::string(listening) + " " + reached + " " + name);
+    const running_server running({}, listening);
+    const client asking(running, reached);
+    asking.send(format_text("GET /live HTTP/1.0\r\nHost: %s:%u\r\n\r\n", name, running.port));
+    EXPECT_EQ(asking.read().starts_with(answered ? "HTTP/1.0 200 " : "HTTP/1.0 403 "), true);
+  }
 }
 
 TEST(admin_server, drops_who_hangs_and_is_not_held_up) {

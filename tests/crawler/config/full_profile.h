@@ -30,8 +30,9 @@ namespace wk {
 
 // What describe says of the full profile. The numbers of sites are those of a.test and b.test.
 constexpr const char* FULL_FIELDS =
-    "convert-content 0; nb-spiders 3; admin-port -1; admin-address 0.0.0.0; forever-mode 1; "
-    "admin-thread-sleep-time 250; stop-when-empty 1; rss 1; seed-url http://a.test/; "
+    "convert-content 0; nb-spiders 3; admin-port -1; admin-address 0.0.0.0; admin-host a.test; "
+    "admin-host b.test:81; forever-mode 1; admin-thread-sleep-time 250; stop-when-empty 1; rss 1; "
+    "seed-url http://a.test/; "
     "seed-url http://b.test/start?x=1&y=2; seed-guest-limit 4; seed-guest-limit 100000000; "
     "site-page-limit 1151567390\t1000000; site-page-limit 3598367151\t2; "
     "restricted-url http://a\\\\.test/; excluded-url http://a\\\\.test/private; "

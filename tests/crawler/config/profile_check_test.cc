@@ -108,6 +108,21 @@ TEST(profile_check, doubts_names_and_values_line_by_line) {
   }
 }
 
+TEST(profile_check, tells_of_names_that_no_one_asks_by) {
+  const std::pair<const char*, bool> cases[] = {
+      {"", true},
+      {"crawl.test  b-1.test:8000 [::1]", true},
+      {"a.test,b.test", false},
+      {"http://a.test", false},
+  };
+  for (const auto& [hosts, sound] : cases) {
+    const profile_file file("<r><crawler\n admin-hosts='" + std::string(hosts) + "'/></r>");
+    const std::string doubt = "2: attribute \"admin-hosts\" of \"crawler\": \"" +
+                              std::string(hosts) + "\" is no list of names with blanks between";
+    EXPECT_EQ(find_doubts(file), sound ? std::vector<std::string>() : std::vector{doubt});
+  }
+}
+
 TEST(profile_check, tells_of_a_port_in_use) {
   const int listener = skt_listen("127.0.0.1", 0);
   const std::string port = std::to_string(skt_get_bound_port(listener));
