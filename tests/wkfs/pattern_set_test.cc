@@ -139,5 +139,22 @@ TEST(extend_pattern_set, leaves_the_set_alone_when_it_is_too_large_or_stopped) {
   EXPECT_FALSE(matches_pattern_set(set, "c"));
 }
 
+TEST(extend_pattern_set, builds_no_long_list_again_for_one_pattern) {
+  std::vector<std::string> texts;
+  for (int i = 0; i < 10'000; ++i) texts.push_back("http://site" + std::to_string(i) + "/.*");
+  for (int i = 0; i < 300; ++i) texts.push_back("http://[ab]*" + std::to_string(i) + "/");
+  const std::vector<listed_pattern> patterns = read_all(texts);
+  pattern_set set;
+  ASSERT_TRUE(extend_pattern_set(set, std::span(patterns).first(10'000)));
+  const auto long_list = set.parts.front();
+  for (size_t nb = 10'001; nb <= patterns.size(); ++nb) {
+    ASSERT_TRUE(extend_pattern_set(set, std::span(patterns).first(nb)));
+  }
+  EXPECT_EQ(set.parts.front(), long_list);
+  EXPECT_LE(set.parts.size(), 5u) << "each is asked at each test";
+  EXPECT_TRUE(matches_pattern_set(set, "http://site9999/x"));
+  EXPECT_TRUE(matches_pattern_set(set, "http://aba299/"));
+}
+
 }  // namespace
 }  // namespace wk
