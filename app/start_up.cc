@@ -1,6 +1,9 @@
 #include "app/start_up.h"
 
+#include <atomic>
+#include <cstdint>
 #include <cstdio>
+#include <mutex>
 #include <utility>
 
 #include "app/command_line.h"
@@ -53,14 +56,14 @@ void tell_doubts(const start_request& request) {
 constexpr uint64_t MAX_IMAGE_BYTES = uint64_t{4} << 30;
 
 // -load takes a profile or an image; only an image begins with its mark.
-crawler_ptr load_profile_or_image(const start_request& request) {
+crawler_ptr load_profile_or_image(const start_request& request, const std::atomic<uint32_t>& stop) {
   std::string bytes;
   const bool is_image = request.mode == MODE_RESTORE &&
                         read_file_head(request.config_path, sizeof CRAWLER_IMAGE_MARK, bytes) &&
                         is_crawler_image(bytes);
   if (!is_image) {
     tell_doubts(request);
-    return load_crawler(request.config_path, request.crawler_name, request.use_libxml);
+    return load_crawler(request.config_path, request.crawler_name, request.use_libxml, &stop);
   }
   crawler_ptr crawler;
   if (read_whole_file(request.config_path, MAX_IMAGE_BYTES, bytes)) {
@@ -72,8 +75,8 @@ crawler_ptr load_profile_or_image(const start_request& request) {
   return crawler;
 }
 
-crawler_ptr start_crawler(const start_request& request) {
-  crawler_ptr crawler = load_profile_or_image(request);
+crawler_ptr start_crawler(const start_request& request, const std::atomic<uint32_t>& stop) {
+  crawler_ptr crawler = load_profile_or_image(request, stop);
   if (crawler == nullptr) return nullptr;
   switch (request.mode) {
     case MODE_CRAWL:
@@ -145,12 +148,33 @@ void apply_overrides(Crawler& crawler, const start_request& request) {
   if (request.stop_when_empty) set_stop_when_empty_crawler(crawler, true);
 }
 
+// Signals may come before there is a crawler. A stop is remembered; nothing is open to be reopened.
+struct start_signals {
+  std::atomic<uint32_t> stop{0};  // set once; read without the lock
+  std::mutex lock;                // taken before the crawler's
+  Crawler* crawler = nullptr;     // guarded by lock
+};
+
 void stop_on_signal(void* context) {
+  auto& start = *static_cast<start_signals*>(context);
   print_message("Stopping the crawl; a second signal ends the process at once.\n");
-  stop_crawler(*static_cast<Crawler*>(context));
+  const std::lock_guard<std::mutex> hold(start.lock);
+  start.stop.store(1);
+  if (start.crawler != nullptr) stop_crawler(*start.crawler);
 }
 
-void reopen_on_signal(void* context) { reopen_outputs_crawler(*static_cast<Crawler*>(context)); }
+// From here on signals are the crawler's.
+void hand_over_signals(start_signals& start, Crawler& crawler) {
+  const std::lock_guard<std::mutex> hold(start.lock);
+  start.crawler = &crawler;
+  if (start.stop.load() != 0) stop_crawler(crawler);
+}
+
+void reopen_on_signal(void* context) {
+  auto& start = *static_cast<start_signals*>(context);
+  const std::lock_guard<std::mutex> hold(start.lock);
+  if (start.crawler != nullptr) reopen_outputs_crawler(*start.crawler);
+}
 
 void crawl(Crawler& crawler, const start_request& request,
            const std::vector<std::string>& arguments) {
@@ -173,17 +197,22 @@ int run_request(const start_request& request, const std::vector<std::string>& ar
     print_message(get_usage_text());
     return 1;
   }
-  const crawler_ptr crawler = start_crawler(request);
+  start_signals start;
+  crawler_ptr crawler;
+  // A signal ends a long start, and the waiting for plug-ins, when they start and when they end.
+  const signal_watch_ptr watch =
+      create_signal_watch({.stop = stop_on_signal, .reopen = reopen_on_signal, .context = &start});
+  crawler = start_crawler(request, start.stop);
+  // Stopped before there was a crawl: only an image that was asked for is missing.
+  if (crawler == nullptr && start.stop.load() != 0) return request.mode == MODE_SAVE ? 1 : 0;
   if (crawler == nullptr) {
     print_message(format_text("Couldn't load crawler (%s #%s). Aborting\n",
                               request.config_path.c_str(), request.crawler_name.c_str()));
     return 1;
   }
-  load_url_dates(*crawler, request.url_date_map_path);
   if (request.mode != MODE_SAVE) open_links_crawler(*crawler);  // the watch may open it again
-  // A signal ends the waiting for plug-ins too, when they start and when they end.
-  const signal_watch_ptr watch = create_signal_watch(
-      {.stop = stop_on_signal, .reopen = reopen_on_signal, .context = crawler.get()});
+  hand_over_signals(start, *crawler);
+  load_url_dates(*crawler, request.url_date_map_path);
   load_plugins(*crawler, request);
   int status = 0;
   if (request.mode == MODE_SAVE) {

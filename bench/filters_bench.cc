@@ -107,8 +107,10 @@ bool measure(uint32_t nb_entries) {
   size_t bytes = count_allocated_bytes();
   double start = read_clock_ms();
   url_filter filter;
-  const uint32_t nb_added =
-      add_list_url_filter(filter, URL_FILTER_EXCLUDED, URL_FILTER_REGEX, entries);
+  uint32_t nb_added = 0;
+  if (!add_list_url_filter(filter, URL_FILTER_EXCLUDED, URL_FILTER_REGEX, entries, nb_added)) {
+    return false;
+  }
   (void)is_allowed_url_filter(filter, urls[0]);
   const double set_up_ms = read_clock_ms() - start;
 
@@ -116,7 +118,7 @@ bool measure(uint32_t nb_entries) {
   uint64_t nb_refused = 0;
   for (const std::string& url : urls) nb_refused += is_allowed_url_filter(filter, url) ? 0 : 1;
   const double test_ns = (read_clock_ms() - start) * 1e6 / NB_URLS;
-  std::printf("one automaton: %u of %u entries, set-up %.0f ms, test %.0f ns, %" PRIu64
+  std::printf("one set: %u of %u entries, set-up %.0f ms, test %.0f ns, %" PRIu64
               " of %u URLs refused, %.1f MB\n",
               nb_added, nb_entries, set_up_ms, test_ns, nb_refused, NB_URLS,
               static_cast<double>(count_allocated_bytes() - bytes) / 1e6);

@@ -71,6 +71,61 @@ void test_filter(benchmark::State& state) {
 }
 BENCHMARK(test_filter);
 
+// Hosts with dots as operators write them, in no order.
+std::vector<std::string> make_hosts(size_t count) {
+  std::vector<std::string> hosts;
+  for (size_t i = 0; i < count; ++i) {
+    const size_t n = i * 7'919 % count;
+    hosts.push_back("http://www.site" + std::to_string(n) + (n % 2 == 0 ? ".test/" : "\\.test/"));
+  }
+  return hosts;
+}
+
+void add_hosts(url_filter& filter, const std::vector<std::string>& hosts) {
+  uint32_t nb_added = 0;
+  (void)add_list_url_filter(filter, URL_FILTER_RESTRICTED, URL_FILTER_URL, hosts, nb_added);
+}
+
+void set_up_filter_of_hosts(benchmark::State& state) {
+  const std::vector<std::string> hosts = make_hosts(1'000'000);
+  for (auto _ : state) {
+    url_filter filter;
+    add_hosts(filter, hosts);
+  }
+  set_items(state, hosts.size());
+}
+BENCHMARK(set_up_filter_of_hosts)->Iterations(1)->Unit(benchmark::kMillisecond);
+
+// Half of the URLs are on the list; no two of them come near each other in it.
+void test_filter_of_hosts(benchmark::State& state) {
+  url_filter filter;
+  add_hosts(filter, make_hosts(1'000'000));
+  std::vector<std::string> urls;
+  for (size_t i = 0; i < 200'000; ++i) {
+    urls.push_back("http://www.site" + std::to_string(i * 104'729 % 2'000'000) + ".test/a/b.html");
+  }
+  for (auto _ : state) {
+    const url_filter_state now = get_state_url_filter(filter);
+    for (const std::string& url : urls) {
+      benchmark::DoNotOptimize(is_allowed_url_filter(now, url));
+    }
+  }
+  set_items(state, urls.size());
+}
+BENCHMARK(test_filter_of_hosts)->Unit(benchmark::kMillisecond);
+
+void add_to_filter_of_hosts(benchmark::State& state) {
+  url_filter filter;
+  add_hosts(filter, make_hosts(1'000'000));
+  uint64_t number = 0;
+  for (auto _ : state) {
+    add_url_filter(filter, URL_FILTER_RESTRICTED, URL_FILTER_REGEX,
+                   "http://[^/]*\\.site" + std::to_string(number++) + "\\.test/.*");
+  }
+  set_items(state, 1);
+}
+BENCHMARK(add_to_filter_of_hosts)->Iterations(1'000)->Unit(benchmark::kMicrosecond);
+
 struct horizon_place {
   std::string directory =
       (std::filesystem::temp_directory_path() / ("micro-" + std::to_string(::getpid()))).string() +

@@ -357,7 +357,8 @@ constexpr config_attribute SAFETY[] = {
         "strict",
         {"false",
          "redirects pass filter and robots file, credentials and cookies go to their own site "
-         "alone, the log hides passwords"}),
+         "alone, the log hides passwords; a restricting list without a valid entry ends the "
+         "start"}),
 };
 
 constexpr config_element make_element(const char* name, const char* effect,
@@ -372,6 +373,17 @@ constexpr config_element make_text_list(const char* name, const char* effect,
   return {name, effect, {}, entry_name, entry, clear_list<LIST>, add_text<LIST>};
 }
 
+template <auto LIST>
+constexpr config_element make_filter_list(url_filter_side side, url_filter_kind kind,
+                                          const char* name, const char* effect,
+                                          const char* entry_name,
+                                          std::span<const config_attribute> entry) {
+  config_element element = make_text_list<LIST>(name, effect, entry_name, entry);
+  element.filter_kind = kind;
+  element.restricts = side == URL_FILTER_RESTRICTED;
+  return element;
+}
+
 constexpr config_element ELEMENTS[] = {
     {"seed-urls",
      "The URLs that the crawl begins with.",
@@ -380,23 +392,26 @@ constexpr config_element ELEMENTS[] = {
      SEED_ENTRY,
      clear_seeds,
      add_seed},
-    make_text_list<&values::restricted_urls>(
-        "restricted-urls",
+    make_filter_list<&values::restricted_urls>(
+        URL_FILTER_RESTRICTED, URL_FILTER_URL, "restricted-urls",
         "URLs that may be crawled. When any restricting list has an entry, a URL must match an "
-        "entry of one of them.",
+        "entry of one of them. Entries that are no expression are left out.",
         "url", URL_PATTERN_ENTRY),
-    make_text_list<&values::excluded_urls>("excluded-urls", "URLs that are not crawled.", "url",
-                                           URL_PATTERN_ENTRY),
-    make_text_list<&values::restricted_extensions>("restricted-extensions",
-                                                   "File extensions that may be crawled.",
-                                                   "extension", EXTENSION_ENTRY),
-    make_text_list<&values::excluded_extensions>("excluded-extensions",
-                                                 "File extensions that are not crawled.",
-                                                 "extension", EXTENSION_ENTRY),
-    make_text_list<&values::restricted_regexes>("restricted-regexes", "URLs that may be crawled.",
+    make_filter_list<&values::excluded_urls>(URL_FILTER_EXCLUDED, URL_FILTER_URL, "excluded-urls",
+                                             "URLs that are not crawled.", "url",
+                                             URL_PATTERN_ENTRY),
+    make_filter_list<&values::restricted_extensions>(
+        URL_FILTER_RESTRICTED, URL_FILTER_EXTENSION, "restricted-extensions",
+        "File extensions that may be crawled.", "extension", EXTENSION_ENTRY),
+    make_filter_list<&values::excluded_extensions>(
+        URL_FILTER_EXCLUDED, URL_FILTER_EXTENSION, "excluded-extensions",
+        "File extensions that are not crawled.", "extension", EXTENSION_ENTRY),
+    make_filter_list<&values::restricted_regexes>(URL_FILTER_RESTRICTED, URL_FILTER_REGEX,
+                                                  "restricted-regexes", "URLs that may be crawled.",
+                                                  "regex", REGEX_ENTRY),
+    make_filter_list<&values::excluded_regexes>(URL_FILTER_EXCLUDED, URL_FILTER_REGEX,
+                                                "excluded-regexes", "URLs that are not crawled.",
                                                 "regex", REGEX_ENTRY),
-    make_text_list<&values::excluded_regexes>("excluded-regexes", "URLs that are not crawled.",
-                                              "regex", REGEX_ENTRY),
     {"credentials",
      "Names and passwords for sites that ask for Basic authentication.",
      {},

@@ -19,6 +19,7 @@
 #include <vector>
 
 #include "crawler/config/crawler_config.h"
+#include "crawler/url/url_filter.h"
 
 namespace wk {
 
@@ -70,6 +71,10 @@ struct config_element {
   std::span<const config_attribute> entry_attributes;
   void (*clear_entries)(profile_reading& reading);  // a later list replaces an earlier one
   void (*add_entry)(profile_reading& reading, config_entry entry);
+
+  // For lists of the URL filter, whose entries are patterns in their one attribute.
+  std::optional<url_filter_kind> filter_kind = {};
+  bool restricts = false;  // where it has an entry, only what matches one may be crawled
 };
 
 constexpr size_t MAX_ENTRY_ATTRIBUTES = 4;

@@ -171,11 +171,52 @@ void doubt_children(profile_inspection& inspection, const xmlNode& node) {
   }
 }
 
+// The pattern of an entry of the URL filter; false without one.
+bool find_pattern(const xmlNode& entry, const config_element& list, std::string& pattern) {
+  return entry.type == XML_ELEMENT_NODE &&
+         find_value(entry, list.entry_attributes[0].name, pattern);
+}
+
+void inspect_pattern(profile_inspection& inspection, const xmlNode& entry,
+                     const config_element& list) {
+  std::string pattern, reason;
+  if (!find_pattern(entry, list, pattern) ||
+      is_valid_url_filter_entry(*list.filter_kind, pattern, &reason)) {
+    return;
+  }
+  const std::string_view name = list.entry_attributes[0].name;
+  // Behind its colon the reason repeats the pattern.
+  add_doubt(
+      inspection, entry, name,
+      "attribute " + quote(name) + " of " + quote(get_name(entry)) + ": " + quote(pattern) +
+          " is no regular expression and is left out: " + reason.substr(0, reason.find(": ")));
+}
+
+// True when the list has entries and none of them is valid.
+bool restricts_nothing(const xmlNode& list, const config_element& kind) {
+  if (!kind.restricts) return false;
+  bool has_entries = false;
+  for (const xmlNode* entry = list.children; entry != nullptr; entry = entry->next) {
+    std::string pattern;
+    if (find_pattern(*entry, kind, pattern) &&
+        is_valid_url_filter_entry(*kind.filter_kind, pattern)) {
+      return false;
+    }
+    has_entries |= entry->type == XML_ELEMENT_NODE;
+  }
+  return has_entries;
+}
+
 void inspect_entries(profile_inspection& inspection, const xmlNode& list,
                      const config_element& kind) {
+  if (restricts_nothing(list, kind)) {
+    add_doubt(inspection, list, "",
+              "element " + quote(kind.name) + " restricts nothing: none of its entries is valid");
+  }
   for (const xmlNode* entry = list.children; entry != nullptr; entry = entry->next) {
     if (entry->type != XML_ELEMENT_NODE) continue;  // any name counts
     inspect_attributes(inspection, *entry, kind.entry_attributes);
+    if (kind.filter_kind.has_value()) inspect_pattern(inspection, *entry, kind);
     for (const config_attribute& attribute : kind.entry_attributes) {
       std::string value;
       if (!attribute.required || find_value(*entry, attribute.name, value)) continue;

@@ -1,5 +1,8 @@
 #include "crawler/core/build_crawler.h"
 
+#include <algorithm>
+#include <iterator>
+
 #include "crawler/config/config_reader.h"
 #include "crawler/config/config_writer.h"
 #include "crawler/config/profile_place.h"
@@ -106,7 +109,6 @@ log_ptr build_log(const CrawlerConfig& config) {
   return log;
 }
 
-// The patterns of one list that don't compile are counted in the log; the others are used.
 struct filter_list {
   const std::vector<std::string>& entries;
   url_filter_side side;
@@ -114,7 +116,30 @@ struct filter_list {
   const char* name;  // in the log
 };
 
-void set_up_filter(Crawler& crawler, const CrawlerConfig& config) {
+[[noreturn]] void end_without_filter(const Crawler& crawler) {
+  flush_log(*crawler.log);
+  report_fatal_error("Couldn't create the URL filters.\n");
+}
+
+// The patterns of a list that don't compile are counted in the log and the others are used. False
+// when stop was set meanwhile.
+bool add_filter_list(Crawler& crawler, const filter_list& list, const std::atomic<uint32_t>* stop) {
+  uint32_t nb_added = 0;
+  if (!add_list_url_filter(crawler.filter, list.side, list.kind, list.entries, nb_added, stop)) {
+    if (stop != nullptr && stop->load() != 0) return false;
+    end_without_filter(crawler);
+  }
+  const auto nb_failed = static_cast<uint32_t>(list.entries.size()) - nb_added;
+  if (nb_failed == 0) return true;
+  write_formatted_log(*crawler.log, LOG_ERROR, "s-comment", "Couldn't create %u %s filters\n",
+                      nb_failed, list.name);
+  const bool restricts_nothing = list.side == URL_FILTER_RESTRICTED && nb_added == 0;
+  if (restricts_nothing && crawler.profile.strict_safety) end_without_filter(crawler);
+  return true;
+}
+
+bool set_up_filter(Crawler& crawler, const CrawlerConfig& config,
+                   const std::atomic<uint32_t>* stop) {
   const filter_list lists[] = {
       {config.restricted_urls, URL_FILTER_RESTRICTED, URL_FILTER_URL, "restricted URL"},
       {config.excluded_urls, URL_FILTER_EXCLUDED, URL_FILTER_URL, "excluded URL"},
@@ -124,14 +149,8 @@ void set_up_filter(Crawler& crawler, const CrawlerConfig& config) {
       {config.restricted_regexes, URL_FILTER_RESTRICTED, URL_FILTER_REGEX, "restricted regex"},
       {config.excluded_regexes, URL_FILTER_EXCLUDED, URL_FILTER_REGEX, "excluded regex"},
   };
-  for (const filter_list& list : lists) {
-    const uint32_t nb_added =
-        add_list_url_filter(crawler.filter, list.side, list.kind, list.entries);
-    const auto nb_failed = static_cast<uint32_t>(list.entries.size()) - nb_added;
-    if (nb_failed == 0) continue;
-    write_formatted_log(*crawler.log, LOG_ERROR, "s-comment", "Couldn't create %u %s filters\n",
-                        nb_failed, list.name);
-  }
+  return std::all_of(std::begin(lists), std::end(lists),
+                     [&](const filter_list& list) { return add_filter_list(crawler, list, stop); });
 }
 
 void log_robots_event(robots_event event, std::string_view host, uint32_t status, void* context) {
@@ -237,7 +256,8 @@ url_hold_ptr build_store(const config_values& config, Log* log, const fetch_sett
   return store;
 }
 
-crawler_ptr build_crawler(CrawlerConfig& config, const std::string& source) {
+crawler_ptr build_crawler(CrawlerConfig& config, const std::string& source,
+                          const std::atomic<uint32_t>* stop) {
   keep_source(config, source);
   auto crawler = std::make_unique<Crawler>();
   lock_crawl_directories(crawler->directories, config);
@@ -257,7 +277,7 @@ crawler_ptr build_crawler(CrawlerConfig& config, const std::string& source) {
   crawler->store = build_store(config, crawler->log.get(), &crawler->fetch);
   crawler->fetch.user_agent = config.user_agent;
   set_up_robots(*crawler, config);
-  set_up_filter(*crawler, config);
+  if (!set_up_filter(*crawler, config, stop)) return nullptr;
   set_up_cookies(*crawler, config);
   set_up_substitutions(*crawler, config);
   for (const config_credential& credential : config.credentials) {
@@ -272,14 +292,15 @@ crawler_ptr build_crawler(CrawlerConfig& config, const std::string& source) {
   return crawler;
 }
 
-crawler_ptr load_crawler(const std::string& path, const std::string& name, bool use_libxml) {
+crawler_ptr load_crawler(const std::string& path, const std::string& name, bool use_libxml,
+                         const std::atomic<uint32_t>* stop) {
   const crawler_config_ptr config =
       use_libxml ? read_config_with_libxml(path, name) : read_config_without_libxml(path, name);
   if (config == nullptr) {
     print_message(format_text("Couldn't load crawler config file '%s'", path.c_str()));
     return nullptr;
   }
-  return build_crawler(*config, path);
+  return build_crawler(*config, path, stop);
 }
 
 void start_fresh_crawler(Crawler& crawler) {

@@ -1,4 +1,5 @@
-// The automaton of a filter's patterns and a backtracking engine (PCRE2) allow the same URLs.
+// A filter, whatever it looks up and whatever it runs, and a backtracking engine (PCRE2) allow the
+// same URLs.
 #include <algorithm>
 #include <memory>
 #include <string>
@@ -15,11 +16,15 @@ namespace {
 
 // What both engines read alike.
 constexpr std::string_view ALPHABET = "ab/hp.*+?|()[]^-";
+constexpr std::string_view QUOTED = ".?*/-";  // behind a backslash
 
 std::string build_entry(std::string_view bytes) {
   std::string entry(bytes.substr(0, 24));
-  for (char& c : entry) {
-    if (ALPHABET.find(c) == std::string_view::npos) {
+  for (size_t i = 0; i < entry.size(); ++i) {
+    char& c = entry[i];
+    if (c == '\\' && i + 1 < entry.size() && QUOTED.find(entry[i + 1]) != std::string_view::npos) {
+      ++i;
+    } else if (ALPHABET.find(c) == std::string_view::npos) {
       c = ALPHABET[static_cast<unsigned char>(c) % ALPHABET.size()];
     }
   }
@@ -52,10 +57,12 @@ void test_one_input(std::string_view bytes) {
   url_filter filter;
   bool some_match[2] = {}, some_unknown = false;
   for (int i = 0; i < 6 && !bytes.empty(); ++i) {
-    const auto side = static_cast<url_filter_side>(take_byte(bytes) % 2);
+    const unsigned choice = take_byte(bytes);
+    const auto side = static_cast<url_filter_side>(choice % 2);
+    const auto kind = static_cast<url_filter_kind>((URL_FILTER_REGEX + choice / 2) % 3);
     const std::string entry = build_entry(take_part(bytes));
-    if (add_url_filter(filter, side, URL_FILTER_REGEX, entry) == 0) continue;
-    const int answer = match_whole(entry, url);
+    if (add_url_filter(filter, side, kind, entry) == 0) continue;
+    const int answer = match_whole(filter.sides[side].patterns.back().text, url);
     some_unknown |= answer < 0;
     some_match[side] |= answer == 1;
   }

@@ -135,6 +135,44 @@ TEST(start_up, ends_with_the_loaders_message) {
   }
 }
 
+TEST(start_up, ends_where_a_filter_would_not_hold) {
+  const std::string bad = "<restricted-urls>\n<url name=\"(\"/></restricted-urls>";
+  const std::string bad_errors =
+      "c.xml:1: element \"restricted-urls\" restricts nothing: none of its entries is valid\n"
+      "c.xml:2: attribute \"name\" of \"url\": \"(\" is no regular expression and is left out: "
+      "missing )\n";
+  std::string large;  // a program of 54,000 steps
+  for (int i = 0; i < 18; ++i) large += "([^a]b){1000}";
+  std::string too_large = "<excluded-regexes>";
+  for (int i = 0; i < 150; ++i) {
+    too_large += "<regex expr=\"" + std::to_string(i) + large + "\"/>";
+  }
+  too_large += "</excluded-regexes>";
+  const std::string ends = "ERROR: Couldn't create the URL filters.\n\n";
+  const std::tuple<std::string, int, std::string, bool> cases[] = {
+      // elements, exit status, all of standard error, is the seed asked for
+      {bad, 0, bad_errors, true},
+      {bad + "<safety strict=\"true\"/>", 1, bad_errors + ends, false},
+      {too_large, 1, ends, false},
+  };
+  for (const auto& [elements, exit_status, errors, is_asked] : cases) {
+    SCOPED_TRACE(errors);
+    const start_place place;
+    const scripted_server server = start_scripted_server();
+    place.write_profile(elements + "<seed-urls><url name=\"" +
+                        get_url_scripted_server(server, "/") +
+                        "\"/></seed-urls><robot honor=\"false\"/>" + STORE + LOG);
+    const program_result result =
+        place.run("-conf c.xml -spiders 1 -stop-when-empty -admin-thread-sleep-time 100");
+    EXPECT_EQ(result.exit_status, exit_status);
+    EXPECT_EQ(result.errors, errors);
+    EXPECT_EQ(count_requests_scripted_server(server, "/") > 0, is_asked);
+    EXPECT_EQ(
+        place.read("log").find("Couldn't create 1 restricted URL filters") == std::string::npos,
+        elements == too_large);
+  }
+}
+
 TEST(start_up, writes_into_the_log_and_empties_store_and_temporary_directory_of_files_only) {
   const start_place place;
   place.write_profile(STORE + LOG);

@@ -17,7 +17,8 @@ TEST(check_profile, tells_clean_suspicious_and_unreadable_profiles_apart) {
       place.path + "/c.xml",
       "<crawlers><crawler name='clean' admin-port='-1'><store name='store'/></crawler>\n"
       "<crawler name='odd' admin-port='-1'><stor/></crawler>\n"
-      "<crawler name='fatal' admin-port='-1'><frontier nb_queues='0'/></crawler>"
+      "<crawler name='open' admin-port='-1'><restricted-urls><url name='('/></restricted-urls>\n"
+      "</crawler><crawler name='fatal' admin-port='-1'><frontier nb_queues='0'/></crawler>"
       "</crawlers>");
   write_test_file(place.path + "/broken.xml", "<crawlers>\n<");
   const std::tuple<const char*, const char*, int, const char*, const char*> cases[] = {
@@ -25,6 +26,11 @@ TEST(check_profile, tells_clean_suspicious_and_unreadable_profiles_apart) {
       {"c.xml", "clean", 0, "", ""},
       {"c.xml", "odd", 1,
        "c.xml:2: element \"stor\" of \"crawler\" is not known; did you mean \"store\"?\n", ""},
+      {"c.xml", "open", 1,
+       "c.xml:3: element \"restricted-urls\" restricts nothing: none of its entries is valid\n"
+       "c.xml:3: attribute \"name\" of \"url\": \"(\" is no regular expression and is left out: "
+       "missing )\n",
+       ""},
       {"c.xml", "fatal", 1, "", "ERROR: frontier's nb_queues should be > 0.\n"},
       {"broken.xml", "x", 2, "", "broken.xml:2: "},
       {"none.xml", "x", 2, "", "Document not parsed successfully.\n"},

@@ -39,8 +39,8 @@ std::string fill(std::string text, const std::string& mark, const std::string& v
 }
 
 TEST(profile_check, doubts_names_and_values_line_by_line) {
-  // What stands inside a profile, from line 2 on; the doubts, "@" for "attribute " and "#" for what
-  // numbers are not.
+  // What stands inside a profile, from line 2 on; the doubts, "@" for "attribute ", "#" for what
+  // numbers are not and "%" for what patterns are not.
   const std::pair<const char*, std::vector<std::string>> cases[] = {
       {"<retries num=' 7 ' wait='+30'/><safety strict='off'/><robot honor='1'/>", {}},
       {"<log x:name='a' xmlns:x='u'/><x:odd xmlns:x='u'/><!-- <odd/> -->text", {}},
@@ -58,6 +58,14 @@ TEST(profile_check, doubts_names_and_values_line_by_line) {
         R"(3: element "url" of "seed-urls" is left out: it has no "name")"}},
       {"<seed-urls><url name='' site_max_num='many'/></seed-urls>",
        {R"(2: @"site_max_num" of "url": "many"#0)"}},
+      {"<excluded-regexes><regex expr='[a-c]+'/><regex expr='*'/></excluded-regexes>",
+       {R"(2: @"expr" of "regex": "*"%no argument for repetition operator)"}},
+      {"<restricted-urls><url name='a)(b'/>\n<url name='c.d'/></restricted-urls>",
+       {R"(2: @"name" of "url": "a)(b"%unexpected ))"}},
+      {"<restricted-extensions>\n<x name='(&#10;'/></restricted-extensions><excluded-urls>"
+       "<url name='a\\'/></excluded-urls>",
+       {R"(2: element "restricted-extensions" restricts nothing: none of its entries is valid)",
+        R"(3: @"name" of "x": "(?"%missing ))", "3: @\"name\" of \"url\": \"a\\\"%trailing \\"}},
       {"<timeout wait='5s'/>", {R"(2: @"wait" of "timeout": "5s"#5)"}},
       {"<timeout wait='9999999999'/>",
        {R"(2: @"wait" of "timeout": "9999999999"#)"
@@ -102,7 +110,8 @@ TEST(profile_check, doubts_names_and_values_line_by_line) {
     std::vector<std::string> expected;
     for (const std::string& doubt : doubts) {
       const std::string filled = fill(fill(doubt, "{}", place), ": @", ": attribute ");
-      expected.push_back(fill(filled, "#", " is no whole number of 32 bits and counts as "));
+      const std::string told = fill(filled, "%", " is no regular expression and is left out: ");
+      expected.push_back(fill(told, "#", " is no whole number of 32 bits and counts as "));
     }
     EXPECT_THAT(find_doubts(file), ElementsAreArray(expected));
   }

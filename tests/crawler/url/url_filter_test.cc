@@ -5,6 +5,7 @@
 #include <string>
 #include <thread>
 #include <tuple>
+#include <utility>
 #include <vector>
 
 namespace wk {
@@ -48,7 +49,9 @@ TEST(url_filter, holds_white_list_and_black_list) {
 TEST(url_filter, counts_what_does_not_compile_and_uses_the_rest) {
   url_filter filter;
   const std::vector<std::string> entries = {"http://a/", "http://b/(", "c)(d", "http://e/", "*"};
-  EXPECT_EQ(add_list_url_filter(filter, ONLY, URL_FILTER_URL, entries), 2u);
+  uint32_t nb_added = 0;
+  EXPECT_TRUE(add_list_url_filter(filter, ONLY, URL_FILTER_URL, entries, nb_added));
+  EXPECT_EQ(nb_added, 2u);
   EXPECT_TRUE(is_allowed_url_filter(filter, "http://e/x"));
   EXPECT_FALSE(is_allowed_url_filter(filter, "http://b/"));
   std::string_view no_image = "\2";
@@ -56,6 +59,35 @@ TEST(url_filter, counts_what_does_not_compile_and_uses_the_rest) {
   EXPECT_EQ(add_url_filter(filter, NOT, URL_FILTER_EXTENSION, "zip"), 1u);
   EXPECT_TRUE(is_allowed_url_filter(filter, "http://a/x")) << "is on one list, not on the other";
   EXPECT_FALSE(is_allowed_url_filter(filter, "http://a/x.zip")) << "the black list wins";
+}
+
+TEST(url_filter, holds_more_than_any_automaton) {
+  std::vector<std::string> entries;
+  for (int i = 0; i < 400'001; ++i) {
+    entries.push_back("http://www.site" + std::to_string(i) + (i % 2 == 0 ? ".test/" : "\\.test/"));
+  }
+  entries.insert(entries.end(), 65'536, "http://again.test/");
+  url_filter filter;
+  uint32_t nb_added = 0;
+  EXPECT_TRUE(add_list_url_filter(filter, ONLY, URL_FILTER_URL, entries, nb_added));
+  EXPECT_EQ(nb_added, entries.size());
+  const std::atomic<uint32_t> stop{1};
+  EXPECT_FALSE(add_list_url_filter(filter, ONLY, URL_FILTER_URL, entries, nb_added, &stop));
+  EXPECT_EQ(add_url_filter(filter, ONLY, URL_FILTER_REGEX, "http://[a-c]\\.test/"), 1u);
+  EXPECT_EQ(filter.sides[ONLY].patterns.size(), entries.size() + 1);
+  const std::pair<const char*, bool> cases[] = {
+      {"http://www.site399998.test/x", true},
+      {"http://www-site399998-test/x", true},
+      {"http://www-site399999.test/x", true},
+      {"http://www-site399999-test/x", false},
+      {"http://www.site400001.test/x", false},
+      {"http://b.test/", true},
+      {"http://b.test/x", false},
+      {"http://again.test/", true},
+  };
+  for (const auto& [url, allowed] : cases) {
+    EXPECT_EQ(is_allowed_url_filter(filter, url), allowed) << url;
+  }
 }
 
 TEST(url_filter, is_tested_while_patterns_are_added) {
