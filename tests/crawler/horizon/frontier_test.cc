@@ -130,8 +130,8 @@ TEST(frontier, keeps_the_place_of_urls_whose_host_is_not_to_be_asked) {
        "wait 1, at 1000, answer a/2, a/5 0, empty"},
       {"a host that rests waits for the others to be done", 1,
        "+ x/1 x/2 a/1 x/3 a/2, rest x, a/1 0, a/2 0, wait 1, at 1000, end a/1, wait 2, + a/3, "
-       "at 2000, a/3 1, end a/3, wait 3, at 3000, end a/2, x/1 2, wait 4, at 4000, end x/1, x/2 3, "
-       "end x/2, x/3 4, end x/3, exhausted 0 queued 0 active"},
+       "at 2000, a/3 1, end a/3, wait 3, at 3000, end a/2, x/1 2, x/2 3, x/3 3, end x/1, "
+       "end x/2, busy 0 queued 1 active, end x/3, exhausted 0 queued 0 active"},
       {"it rests no longer once it has answered", 1,
        "share 1, + x/1 x/2 a/1 a/2, x/1 0, rest x, a/1 0, answer x/1, end x/1, x/2 0, wait 1"},
       {"what is set aside of an exhausted host is dropped", 1,
