@@ -12,15 +12,15 @@ bool does_change(const admin_page& page, const query_fields& fields) {
 }
 
 // Every refusal says what lets the operator in.
-void refuse(http_response& response, admin_verdict verdict, const admin_names& names) {
+void refuse(http_response& response, admin_verdict verdict) {
   begin_status_page(response, 403, "Forbidden");
   std::string& out = response.body;
   if (verdict == ADMIN_UNKNOWN_HOST) {
-    append_page(out,
-                "<p class=\"Help\">The name in the address is none of this server's. Ask by "
-                "localhost, by 127.0.0.1 or by the address that the server listens on, with port "
-                "%s, or write the name into the attribute admin-hosts of the profile.</p>\n",
-                {std::to_string(names.port)});
+    append_page(
+        out,
+        "<p class=\"Help\">The name in the address is none of this server's. Ask by "
+        "localhost, by 127.0.0.1 or by the address that the server listens on, or write the "
+        "name into the attribute admin-hosts of the profile.</p>\n");
   } else if (verdict == ADMIN_FOREIGN_PAGE) {
     append_page(out,
                 "<p class=\"Help\">A page of another site made the browser ask for this. Use the "
@@ -72,7 +72,7 @@ void answer_admin_request(Crawler& crawler, const admin_names& names, const http
   const bool changes = page != nullptr && does_change(*page, fields);
   const admin_verdict verdict = judge_admin_request(request.headers, names, changes);
   if (verdict != ADMIN_ADMITTED) {
-    refuse(response, verdict, names);
+    refuse(response, verdict);
   } else if (changes && request.method == HTTP_HEAD) {
     refuse_method(response, "GET, POST");
   } else if (page != nullptr) {

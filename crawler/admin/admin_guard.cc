@@ -27,18 +27,24 @@ bool are_same_authority(std::string_view a, std::string_view b) {
   return equals_ignoring_case(cut_default_port(a), cut_default_port(b));
 }
 
+// Cuts ":port" off; false when what follows the colon is no number.
+bool cut_port(std::string_view& authority) {
+  const size_t colon = authority.rfind(':');
+  if (colon == std::string_view::npos || authority.ends_with(']')) return true;
+  const std::string_view port = authority.substr(colon + 1);
+  authority = authority.substr(0, colon);
+  return std::all_of(port.begin(), port.end(),
+                     [](char c) { return is_digit(static_cast<unsigned char>(c)); });
+}
+
 bool is_own_host(std::string_view authority, const admin_names& names) {
-  const std::string port = ":" + std::to_string(names.port);
-  const auto is_asked_by = [&](std::string_view name) {
-    return !name.empty() && are_same_authority(authority, std::string(name) + port);
-  };
-  const auto is_asked_by_other = [&](const std::string& name) {
-    const bool has_port = name.find(':') != std::string::npos && !name.ends_with(']');
-    return has_port ? are_same_authority(authority, name) : is_asked_by(name);
+  if (!cut_port(authority)) return false;
+  const auto is_asked_by = [authority](std::string_view name) {
+    return cut_port(name) && !name.empty() && equals_ignoring_case(authority, name);
   };
   return is_asked_by(names.arrival) ||
          std::any_of(std::begin(LOOPBACK_NAMES), std::end(LOOPBACK_NAMES), is_asked_by) ||
-         std::any_of(names.others.begin(), names.others.end(), is_asked_by_other);
+         std::any_of(names.others.begin(), names.others.end(), is_asked_by);
 }
 
 // url is an origin, or begins with one.

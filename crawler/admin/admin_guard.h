@@ -22,13 +22,11 @@
 
 namespace wk {
 
-// By what the server may be asked, beside localhost, 127.0.0.1 and [::1], each with its port.
+// By what the server may be asked, beside localhost, 127.0.0.1 and [::1]. The port of a Host says
+// nothing: it is another one where the server's is forwarded.
 struct admin_names {
-  uint32_t port = 0;
   std::string arrival;  // the address that the connection arrived at, in digits; "": unknown
-  // Names and addresses. One with ":port" behind it is asked by with that port alone, as when the
-  // port is forwarded.
-  std::vector<std::string> others;
+  std::vector<std::string> others;  // names and addresses
 };
 
 enum admin_verdict : uint32_t {

@@ -239,7 +239,6 @@ std::string choose_address(const Crawler& crawler) {
 // An address that stands for all names none: no connection arrives at it.
 void name_server(admin_server& server) {
   const config_values& profile = server.crawler.profile;
-  server.names.port = get_port_admin_server(server);
   server.names.others = profile.admin_hosts;
   const bool stands_for_all = skt_get_bound_address(server.listener) == ALL_ADDRESSES;
   if (!stands_for_all) server.names.others.push_back(profile.admin_address);
@@ -270,7 +269,7 @@ admin_server_ptr open_admin_server(Crawler& crawler, const admin_limits& limits)
     return nullptr;
   }
   name_server(*server);
-  const uint32_t bound_port = server->names.port;
+  const uint32_t bound_port = get_port_admin_server(*server);
   {
     const std::lock_guard<std::shared_mutex> hold(crawler.fetch.lock);
     crawler.fetch.own_port = bound_port;

@@ -177,9 +177,7 @@ constexpr config_attribute PROFILE_ATTRIBUTES[] = {
         "admin-address",
         {"", "address that the server listens on; none: loopback, `0.0.0.0`: all"}),
     make_special("admin-hosts", CONFIG_TEXT, set_admin_hosts,
-                 {"",
-                  "further names that the server may be asked by, with blanks between; `name:port` "
-                  "where another port is forwarded to it"}),
+                 {"", "further names that the server may be asked by, with blanks between"}),
     make_attribute<&values::forever_mode>(
         "forever-mode",
         {"0", "not 0: neither a full quota nor an empty horizon ends the crawl", "switch"}),

@@ -23,7 +23,10 @@ import sys
 import tempfile
 import threading
 
-NB_SPIDERS, NB_HANDLES, NB_LINKS = 16, 44, 5
+sys.path.insert(0, os.path.dirname(os.path.abspath(__file__)))
+from torture import Tools
+
+NB_SPIDERS, NB_HANDLES, NB_LINKS = 16, 28, 5
 NB_SILENT, NB_DEAD = 24, 200
 PROFILE = """<?xml version="1.0" encoding="utf-8"?>
 <crawlers><crawler name="all" nb-spiders="{spiders}" admin-port="{admin}" stop-when-empty="true" \
@@ -98,8 +101,8 @@ class HostilePage(http.server.BaseHTTPRequestHandler):
 
 
 class Crawl:
-    def __init__(self, program, base, site, admin):
-        self.program, self.base, self.admin = program, base, admin
+    def __init__(self, tools, base, site, admin):
+        self.tools, self.base = tools, base
         self.lives = collections.Counter()
         for name in ("store", "temp", "check"):
             os.makedirs(f"{base}/{name}")
@@ -108,13 +111,12 @@ class Crawl:
 
     def live(self, options, speed, seconds):
         """Runs until it is killed or stopped, or to its end without a time."""
-        library = os.path.join(os.path.dirname(self.program), "tests/libfault_preload.so")
         limit = (NB_HANDLES, NB_HANDLES)
         with open(f"{self.base}/errors", "ab") as errors:
             process = subprocess.Popen(
-                [self.program, "-conf", f"{self.base}/crawl.xml", *options], stdout=subprocess.DEVNULL,
+                [self.tools.program, "-conf", f"{self.base}/crawl.xml", *options], stdout=subprocess.DEVNULL,
                 stderr=errors, preexec_fn=lambda: resource.setrlimit(resource.RLIMIT_NOFILE, limit),
-                env=dict(os.environ, LD_PRELOAD=library, WK_CLOCK_SPEED=str(speed)))
+                env=dict(os.environ, WK_CLOCK_SPEED=str(speed), **self.tools.preload({})))
         if seconds is None:
             return process.wait(1800)
         try:
@@ -138,10 +140,11 @@ class Crawl:
         return [f"last status {status}"] if status != 0 else []
 
 
-def check(crawl, flatsite, nb_pages):
+def check(crawl, nb_pages):
     """What the crawl lacks, and what its log leaves unexplained."""
     faults = []
-    listing = subprocess.run([flatsite, "list", f"{crawl.base}/store"], capture_output=True, text=True)
+    listing = subprocess.run([crawl.tools.flatsite, "list", f"{crawl.base}/store"],
+                             capture_output=True, text=True)
     stored = set(re.findall(r"http://127\.0\.0\.1:\d+/(\d+)\.html", listing.stdout))
     if len(stored) != nb_pages:
         faults.append(f"{nb_pages - len(stored)} of {nb_pages} pages are not stored")
@@ -172,8 +175,7 @@ def main():
     parser.add_argument("--pages", type=int, default=20_000)
     parser.add_argument("--lives", type=int, default=12)
     arguments = parser.parse_args()
-    program = os.path.abspath(arguments.program)
-    flatsite = os.path.join(os.path.dirname(program), "flatsite")
+    tools = Tools(arguments.program, None)
     with tempfile.TemporaryDirectory(prefix="all-", dir="/dev/shm") as base:
         silent, silent_port = listen("127.0.0.2")  # takes connections and says nothing
         site, admins = find_free_port(), [find_free_port(), find_free_port()]
@@ -188,14 +190,14 @@ def main():
         browser = subprocess.Popen(
             [*CHROMIUM, f"--user-data-dir={base}/browser", f"http://127.0.0.3:{page.server_port}/"],
             stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
-        crawls = [Crawl(program, f"{base}/crawl{i}", site, admin) for i, admin in enumerate(admins)]
+        crawls = [Crawl(tools, f"{base}/crawl{i}", site, admin) for i, admin in enumerate(admins)]
         faults = []
         try:
             with concurrent.futures.ThreadPoolExecutor(len(crawls)) as pool:
                 for found in pool.map(lambda crawl: crawl.run(arguments.lives), crawls):
                     faults += found
             for crawl in crawls:
-                faults += check(crawl, flatsite, arguments.pages)
+                faults += check(crawl, arguments.pages)
         finally:
             for process in (browser, nginx):
                 process.terminate()

@@ -26,12 +26,9 @@ TEST(admin_guard, admits_the_operator_and_no_foreign_page) {
       {"Host: [::1]:8000", ok},
       {"Host: 192.0.2.7:8000", ok},  // the address it arrived at
       {"Host: Crawl.test:8000", ok},
-      {"Host: far.test:81", ok},
-      {"Host: port80.test", ok},
-      {"Host: far.test:8000", host},
+      {"Host: localhost", ok},
+      {"Host: localhost:9000", ok},  // forwarded
       {"Host: x.crawl.test:8000", host},
-      {"Host: crawl.test:81", host},
-      {"Host: localhost", host},
       {"Host: localhost.:8000", host},
       {"Host: localhost.a.test:8000", host},
       {"Host: localhost:80x", host},
@@ -58,10 +55,11 @@ TEST(admin_guard, admits_the_operator_and_no_foreign_page) {
       {browser + local + "Sec-Fetch-Site: none", ok},
       {browser + local + "Origin: http://localhost:8000", ok},
       {browser + local + "Referer: http://LOCALHOST:8000/webadmin/?http://a", ok},
-      {browser + "Host: port80.test\r\nReferer: http://port80.test:80/live", ok},
+      {browser + "Host: crawl.test\r\nReferer: http://crawl.test:80/live", ok},
+      {browser + "Host: crawl.test:81\r\nReferer: http://crawl.test:82/live", page},
       {"User-Agent: curl/7.88.1\r\n" + local, ok},
   };
-  const admin_names names = {8000, "192.0.2.7", {"crawl.test", "far.test:81", "port80.test:80"}};
+  const admin_names names = {"192.0.2.7", {"crawl.test:8000"}};
   for (const auto& [lines, verdict] : cases) {
     SCOPED_TRACE(lines);
     http_request request;
@@ -70,9 +68,6 @@ TEST(admin_guard, admits_the_operator_and_no_foreign_page) {
     EXPECT_EQ(judge_admin_request(request.headers, names, false),
               verdict == unproven ? ok : verdict);
   }
-  http_headers headers;
-  set_http_headers(headers, "Host", "localhost");
-  EXPECT_EQ(judge_admin_request(headers, {80, "", {}}, true), ok) << "the usual port is left out";
 }
 
 TEST(query_fields, hide_passwords_and_nothing_else) {

@@ -36,7 +36,7 @@ http_response ask(Crawler& crawler, const std::string& target, const std::string
   http_request request;
   http_response response;
   http_read_stored_request(request, method + " " + target + " HTTP/1.0\r\n" + headers + "\r\n");
-  answer_admin_request(crawler, {8000, "", {}}, request, response);
+  answer_admin_request(crawler, {"", {}}, request, response);
   return response;
 }
 
