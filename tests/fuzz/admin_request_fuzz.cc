@@ -80,7 +80,7 @@ void test_one_input(std::string_view bytes) {
   // Would make a directory wherever the request says.
   if (request.target.path.starts_with("/webadmin/Checkpoint?")) return;
   const std::string before = save(*crawler);
-  answer_admin_request(*crawler, {8000, "192.0.2.7", {}}, request, response);
+  answer_admin_request(*crawler, {"192.0.2.7", {}}, request, response);
 
   require_law(response.body.find(MARK) == std::string::npos, "values are escaped");
   const std::string* host = find_http_headers(request.headers, "Host");
