@@ -163,9 +163,7 @@ void set_host_share(frontier_ops& ops, uint32_t share) {
   ops.self->frontier.terms.share = share;
 }
 
-// The lock is taken only where it matters: every page is an answer.
 void tell_answer(frontier_ops& ops, std::string_view url) {
-  if (ops.self->frontier.terms.nb_at_share.load(std::memory_order_relaxed) == 0) return;
   const std::lock_guard<std::mutex> hold(ops.self->lock);
   answer_host_terms(ops.self->frontier.terms, find_url_host(url));
 }

@@ -6,11 +6,9 @@
 // never what it holds.
 //
 // A host is its text as find_url_host gives it. It has an entry while URLs of it are in hands or it
-// rests. Times are µs of the steady clock. Threads: one at a time, under the horizon's lock;
-// nb_at_share may be read without it.
+// rests. Times are µs of the steady clock. Threads: one at a time, under the horizon's lock.
 #pragma once
 
-#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <functional>
@@ -45,8 +43,8 @@ struct host_terms {
   std::unordered_map<std::string, host_work, hash_host_text, std::equal_to<>> hosts;
   uint32_t nb_in_hands = 0;
   uint32_t nb_resting = 0;
-  uint32_t nb_in_hands_at_rest = 0;      // URLs in hands whose host rests
-  std::atomic<uint32_t> nb_at_share{0};  // hosts with no less than their share in hands
+  uint32_t nb_in_hands_at_rest = 0;  // URLs in hands whose host rests
+  uint32_t nb_at_share = 0;          // hosts with no less than their share in hands
 };
 
 [[nodiscard]] bool is_welcome_host(const host_terms& terms, std::string_view host, host_claim claim,
@@ -55,7 +53,7 @@ struct host_terms {
 [[nodiscard]] bool is_idle_host(const host_terms& terms, std::string_view host);
 // Whether every host is welcome whatever the claim.
 [[nodiscard]] inline bool are_all_hosts_welcome(const host_terms& terms) {
-  return terms.nb_resting == 0 && terms.nb_at_share.load(std::memory_order_relaxed) == 0;
+  return terms.nb_resting == 0 && terms.nb_at_share == 0;
 }
 
 void take_url_host_terms(host_terms& terms, std::string_view host);
