@@ -32,8 +32,9 @@ constexpr double SHORTEST_SECONDS = 0.02;  // of what is measured at once
 struct workbench {
   fetch_settings settings = {};
   http_fetcher_ptr script_fetcher = create_http_fetcher(settings);
-  link_context_ptr tags = create_link_context();
-  link_context_ptr all = create_link_context();
+  const crawl_rules rules{.canonical_urls = true};
+  link_context_ptr tags = create_link_context(rules);
+  link_context_ptr all = create_link_context(rules);
   link_list links = {};
   std::string text = {};
 };
@@ -172,8 +173,6 @@ int main() {
   mallopt(M_MMAP_THRESHOLD, 1 << 30);
   mallopt(M_TRIM_THRESHOLD, INT_MAX);
   workbench bench;
-  set_canonical_link_context(*bench.tags, true);
-  set_canonical_link_context(*bench.all, true);
   set_script_fetcher_link_context(*bench.all, bench.script_fetcher.get());
   bool is_bounded = true;
   for (const family& kind : FAMILIES) {

@@ -27,8 +27,8 @@ int main(int argc, char** argv) {
     return 1;
   }
 
-  const link_context_ptr context = create_link_context();
-  set_canonical_link_context(*context, true);
+  const crawl_rules rules{.canonical_urls = true};
+  const link_context_ptr context = create_link_context(rules);
   link_list links;
   extract_links(page_fetcher->current_url, page_fetcher->response.body, *context, links);
   const uint32_t nb_of_tags = links.count;

@@ -17,6 +17,7 @@ COLUMNS = [
     ["crawler/config", "crawler/output", "crawler/content"],
     ["crawler/fetch", "crawler/horizon"],
     ["crawler/url"],
+    ["crawler/rules"],
     ["wkskt", "wkdt", "wkfs", "wkzp"],
     ["wkstd"],
 ]

@@ -29,8 +29,8 @@ void scan_links(benchmark::State& state) {
 BENCHMARK(scan_links);
 
 void scan_resolve_and_keep_links(benchmark::State& state) {
-  const link_context_ptr context = create_link_context();
-  set_canonical_link_context(*context, true);
+  const crawl_rules rules{.canonical_urls = true};
+  const link_context_ptr context = create_link_context(rules);
   link_list links;
   size_t nb_links = 0;
   for (auto _ : state) {

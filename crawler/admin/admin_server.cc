@@ -97,7 +97,7 @@ void build_answer(admin_server& server, admin_client& client) {
     http_read_stored_request(server.request, client.input);
     const std::string& target = server.request.target.path;
     client.logged_target =
-        server.crawler.fetch.strict_safety ? mask_password_fields(target) : target;
+        server.crawler.rules.strict_safety ? mask_password_fields(target) : target;
     log_request(server, client);
     server.names.arrival = skt_get_bound_address(client.handle);
     answer_admin_request(server.crawler, server.names, server.request, server.response);

@@ -116,7 +116,7 @@ void write_add_url_page(page_visit& visit) {
               "name=\"url\"> <input type=\"submit\" value=\"Add\"></p></form>\n");
   if (const std::string* given = find_filled_field(visit.fields, "url"); given != nullptr) {
     std::string url = *given;
-    if (crawler.canonical_urls) canonicalize_url(url);
+    if (crawler.rules.canonical_urls) canonicalize_url(url);
     if (crawler.horizon->add_url(*crawler.horizon, url) != 0) {
       append_page(out, "<p class=\"Result\">Added %s to the URL Horizon.</p>\n", {url});
     }

@@ -59,7 +59,7 @@ void clear_values(link_context& context) {
 // than a look.
 bool is_new_value(link_context& context, std::string_view value) {
   // What the fragment is matters where it can change what stands before it, or spoil the whole.
-  if (context.gatherer.canonical) {
+  if (context.gatherer.rules->canonical_urls) {
     const size_t fragment = find_byte(value, 0, '#');
     if (fragment != 0 && fragment != value.size() && find_byte(value, 0, '&') == value.size() &&
         find_either_byte(value, fragment, '%', '/') == value.size()) {
@@ -114,10 +114,10 @@ void trim_link_context(link_context& context) {
 
 void destroy_link_context::operator()(link_context* context) const { delete context; }
 
-link_context_ptr create_link_context() { return link_context_ptr(new link_context); }
-
-void set_canonical_link_context(link_context& context, bool canonical) {
-  context.gatherer.canonical = canonical;
+link_context_ptr create_link_context(const crawl_rules& rules) {
+  link_context_ptr context(new link_context);
+  context->gatherer.rules = &rules;
+  return context;
 }
 
 void set_base_link_context(link_context& context, std::string_view base_url) {

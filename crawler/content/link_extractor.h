@@ -10,6 +10,8 @@
 #include <string_view>
 #include <vector>
 
+#include "crawler/rules/crawl_rules.h"
+
 namespace wk {
 
 struct http_fetcher;
@@ -31,13 +33,11 @@ struct destroy_link_context {
 };
 using link_context_ptr = std::unique_ptr<link_context, destroy_link_context>;
 
-[[nodiscard]] link_context_ptr create_link_context();
+// By the rules links are given in their canonical spelling or not (crawler/url/url_form.h): with it
+// a page that links to one page by many fragments gives one link. The rules outlive the context.
+[[nodiscard]] link_context_ptr create_link_context(const crawl_rules& rules = DOCUMENTED_RULES);
 // The base of all links; empty (as at first): the page's own URL.
 void set_base_link_context(link_context& context, std::string_view base_url);
-
-// Whether links are given in their canonical spelling (crawler/url/url_form.h), so that a page that
-// links to one page by many fragments gives one link. At first they are not.
-void set_canonical_link_context(link_context& context, bool canonical);
 
 // Turns links of scripts and movies on: pages then load their scripts through fetcher, whose
 // response is overwritten, so no page may lie in it. Null (as at first) turns them off.

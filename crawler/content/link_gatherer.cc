@@ -30,7 +30,7 @@ bool resolve_link(link_gatherer& gatherer, std::string_view value) {
   gatherer.resolved.clear();
   if (build_absolute_url(gatherer.resolved, value, gatherer.base) == 0) return false;
   if (gatherer.resolved.empty()) return false;
-  if (gatherer.canonical) canonicalize_url(gatherer.resolved);
+  if (gatherer.rules->canonical_urls) canonicalize_url(gatherer.resolved);
   return true;
 }
 
@@ -43,7 +43,7 @@ void gather_absolute_link(link_gatherer& gatherer, std::string_view url) {
   if (is_exhausted_link_gatherer(gatherer)) return;
   gatherer.nb_resolved_bytes += url.size();
   gatherer.resolved.assign(url);
-  if (gatherer.canonical) canonicalize_url(gatherer.resolved);
+  if (gatherer.rules->canonical_urls) canonicalize_url(gatherer.resolved);
   append_link_list(*gatherer.links, gatherer.resolved);
 }
 

@@ -9,11 +9,12 @@
 #include <string_view>
 
 #include "crawler/content/link_extractor.h"
+#include "crawler/rules/crawl_rules.h"
 
 namespace wk {
 
 struct link_gatherer {
-  bool canonical = false;        // links are given in their canonical spelling
+  const crawl_rules* rules = &DOCUMENTED_RULES;
   std::string_view base;         // of the links to come; outlives their gathering
   link_list* links = nullptr;    // of the page in work
   size_t nb_resolved_bytes = 0;  // of bases and links, for this page

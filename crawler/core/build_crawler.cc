@@ -36,7 +36,7 @@ void copy_settings(Crawler& crawler, const CrawlerConfig& config) {
   crawler.depth_first = config.depth_first;
   crawler.waits_for_hosts = config.frontier_sleep_mode == 0;
   crawler.host_interval_seconds = take_positive(config.sleep_interval_seconds, 0);
-  crawler.canonical_urls = config.canonical_urls;
+  crawler.rules = {.canonical_urls = config.canonical_urls, .strict_safety = config.strict_safety};
   crawler.store_directory = config.store_name;
   crawler.temp_directory = config.temp_data_path;
   crawler.link_file_base = config.link_file_path;
@@ -76,8 +76,7 @@ void set_up_fetching(Crawler& crawler, const CrawlerConfig& config) {
   fetch_settings& fetch = crawler.fetch;
   fetch.gate = &crawler.gate;
   fetch.proxy = config.http_proxy;
-  fetch.strict_safety = config.strict_safety;
-  fetch.canonical_urls = config.canonical_urls;
+  fetch.rules = &crawler.rules;
   if (config.timeout_wait_ms >= 0) fetch.timeout_ms = config.timeout_wait_ms;
   if (config.retries_wait_ms >= 0)
     fetch.retry_wait_ms = static_cast<uint32_t>(config.retries_wait_ms);
@@ -134,7 +133,7 @@ bool add_filter_list(Crawler& crawler, const filter_list& list, const std::atomi
   write_formatted_log(*crawler.log, LOG_ERROR, "s-comment", "Couldn't create %u %s filters\n",
                       nb_failed, list.name);
   const bool restricts_nothing = list.side == URL_FILTER_RESTRICTED && nb_added == 0;
-  if (restricts_nothing && crawler.profile.strict_safety) end_without_filter(crawler);
+  if (restricts_nothing && crawler.rules.strict_safety) end_without_filter(crawler);
   return true;
 }
 
@@ -176,7 +175,7 @@ void set_up_robots(Crawler& crawler, const CrawlerConfig& config) {
 }
 
 void set_up_cookies(Crawler& crawler, const CrawlerConfig& config) {
-  crawler.cookies.store.strict_safety = config.strict_safety;
+  crawler.cookies.store.rules = &crawler.rules;
   for (const config_cookie& cookie : config.cookies) {
     cookie_jar_add(crawler.cookies, cookie.domain, cookie.path, COOKIE_NEVER_EXPIRES, cookie.name,
                    cookie.data);
@@ -197,7 +196,7 @@ void set_up_substitutions(Crawler& crawler, const CrawlerConfig& config) {
 // The URL as it enters the horizon; one that can't is said and left out.
 std::string add_seed(Crawler& crawler, const std::string& url) {
   std::string seed = url;
-  if (crawler.canonical_urls) canonicalize_url(seed);
+  if (crawler.rules.canonical_urls) canonicalize_url(seed);
   if (crawler.horizon->add_url(*crawler.horizon, seed) == 0) {
     print_message(
         format_text("The seed URL '%s' can't be crawled; it is left out.\n", url.c_str()));

@@ -22,7 +22,7 @@ void add_to_batch(std::string_view url, uint32_t /*date*/, void* context) {
   constexpr size_t NB_URLS_AT_ONCE = 1'000;
   url_batch& batch = *static_cast<url_batch*>(context);
   std::string& added = batch.urls.emplace_back(url);
-  if (batch.crawler.canonical_urls) canonicalize_url(added);
+  if (batch.crawler.rules.canonical_urls) canonicalize_url(added);
   if (batch.urls.size() == NB_URLS_AT_ONCE) add_batch(batch);
 }
 

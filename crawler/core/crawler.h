@@ -27,6 +27,7 @@
 #include "crawler/output/said_hosts.h"
 #include "crawler/output/status_file.h"
 #include "crawler/output/url_hold.h"
+#include "crawler/rules/crawl_rules.h"
 #include "crawler/url/url_filter.h"
 #include "wkdt/hash_string.h"
 #include "wkfs/pattern_substitution.h"
@@ -40,15 +41,17 @@ struct Crawler {
   // Comes first, and so is there until everything that writes into them has ended.
   crawl_directories directories;
 
-  // Fixed once built, shared by all threads. The log comes first: what follows writes to it.
+  // Fixed once built, shared by all threads, in the order of their need: each uses only what stands
+  // before it, and so ends before that does.
+  crawl_rules rules;
   log_ptr log;
+  status_file_ptr status;   // null: none
+  fetch_settings fetch;     // goes by the rules
+  cookie_jar cookies;       // so does this
+  robots_cache_ptr robots;  // reads the fetch settings, writes to the log
+  url_hold_ptr store;       // the same
   frontier_ptr horizon;
-  url_hold_ptr store;
   digest_table_ptr digests;
-  status_file_ptr status;  // null: none
-  fetch_settings fetch;
-  cookie_jar cookies;
-  robots_cache_ptr robots;  // reads the fetch settings
   url_filter filter;
   pattern_substitutions_ptr substitutions;  // of links; null: none
   quota crawl_quota;
@@ -57,7 +60,6 @@ struct Crawler {
   crawler_content_plugin plugins;  // may look at gate.stop; closed with the crawler at the latest
   bool waits_for_hosts = true;     // spiders keep to the host's allowed time
   uint32_t host_interval_seconds = 0;
-  bool canonical_urls = false;
   bool follows_links = true;  // hyperlink extraction is on
   uint32_t parse_javascript_flash = 0;
   uint32_t forever_mode = 0;

@@ -96,7 +96,7 @@ uint32_t choose_expiry(const set_cookie& parsed, uint32_t now) {
 // behind the domain it would make the name of another host.
 std::string_view choose_path(const cookie_jar& jar, const set_cookie& parsed,
                              std::string_view default_path) {
-  if (parsed.path && (!jar.store.strict_safety || parsed.path->starts_with('/'))) {
+  if (parsed.path && (!jar.store.rules->strict_safety || parsed.path->starts_with('/'))) {
     return *parsed.path;
   }
   return default_path.empty() ? "/" : default_path;
@@ -149,7 +149,7 @@ int cookie_jar_parse_set_cookie(cookie_jar& jar, std::string_view default_domain
   set_cookie parsed;
   if (!is_safe_cookie_text(text) || !parse_set_cookie(parsed, text)) return 0;
   const std::string_view domain = parsed.domain.value_or(default_domain);
-  if (jar.store.strict_safety && !is_own_domain(domain, default_domain)) return 0;
+  if (jar.store.rules->strict_safety && !is_own_domain(domain, default_domain)) return 0;
   const uint32_t now = jar.clock();
   // What is outdated was a cookie all the same.
   (void)take_offer(jar,

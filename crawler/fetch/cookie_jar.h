@@ -39,7 +39,7 @@ struct cookie_jar {
   // Guards the cookies: headers are built under the read lock, all else takes the write lock.
   // Nothing else is locked, printed or called while it is held.
   mutable std::shared_mutex lock;
-  cookie_store store;  // its strict_safety is fixed before the first cookie
+  cookie_store store;  // its rules are fixed before the first cookie
 };
 
 // Adds an operator's cookie, or replaces the one of the same key and name. 0 when it was not taken:

@@ -19,7 +19,7 @@ constexpr size_t STEPS_PER_BYTE = 8;
 
 cookie_key build_cookie_key(const cookie_store& store, std::string text) {
   cookie_key key;
-  if (store.strict_safety) {
+  if (store.rules->strict_safety) {
     key.searched = build_url_key_text(text);
   } else {
     key.searched = text.starts_with('.') ? text.substr(1) : text;
@@ -183,7 +183,7 @@ cookie take_cookie_store(cookie_store& store, uint64_t place) {
 
 std::vector<uint64_t> find_cookie_store(const cookie_store& store, std::string_view url) {
   std::vector<const group_entry*> found;
-  if (!store.strict_safety) {
+  if (!store.rules->strict_safety) {
     found = find_groups_in(store.groups, url);
   } else if (url_address target; split_url(target, url) != 0) {
     found = find_fitting_groups(store.groups, target);

@@ -19,6 +19,8 @@
 #include <string_view>
 #include <vector>
 
+#include "crawler/rules/crawl_rules.h"
+
 namespace wk {
 
 constexpr size_t COOKIE_STORE_MAX_OF_KEY = 4'096;
@@ -63,9 +65,9 @@ struct cookie_store {
   cookie_store(const cookie_store&) = delete;
   cookie_store& operator=(const cookie_store&) = delete;
 
-  bool strict_safety = false;                 // which rule; fixed before the first cookie
-  std::map<uint64_t, stored_cookie> cookies;  // by place
-  cookie_groups groups;                       // none is empty
+  const crawl_rules* rules = &DOCUMENTED_RULES;  // never null; fixed before the first cookie
+  std::map<uint64_t, stored_cookie> cookies;     // by place
+  cookie_groups groups;                          // none is empty
   std::set<uint64_t> places_from_responses;
   uint64_t next_place = 0;
 };

@@ -39,11 +39,11 @@ void add_credential_fetch_settings(fetch_settings& settings, std::string_view ke
 int find_credential_fetch_settings(const fetch_settings& settings, std::string_view url,
                                    std::string& value) {
   url_address target;
-  if (settings.strict_safety && split_url(target, url) == 0) return 0;
+  if (settings.rules->strict_safety && split_url(target, url) == 0) return 0;
   const std::shared_lock<std::shared_mutex> hold(settings.lock);
   for (const fetch_credential& credential : settings.credentials) {
-    const bool fits = settings.strict_safety ? does_url_key_fit(credential.key, target)
-                                             : is_url_key_in(credential.key, url);
+    const bool fits = settings.rules->strict_safety ? does_url_key_fit(credential.key, target)
+                                                    : is_url_key_in(credential.key, url);
     if (!fits) continue;
     value = credential.value;
     return 1;

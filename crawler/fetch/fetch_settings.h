@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "crawler/fetch/local_shortage.h"
+#include "crawler/rules/crawl_rules.h"
 #include "wkstd/stop_gate.h"
 
 namespace wk {
@@ -25,9 +26,8 @@ struct fetch_settings {
   // Fixed before any thread starts.
   stop_gate* gate = nullptr;  // where retries wait and what ends a hanging fetch; null in tests
   std::string proxy;          // "host:port" or a URL; empty: none
-  bool strict_safety = false;
-  bool canonical_urls = false;
-  mutable local_shortage shortage;  // needs no lock
+  const crawl_rules* rules = &DOCUMENTED_RULES;  // never null
+  mutable local_shortage shortage;               // needs no lock
 
   // Guards all below.
   mutable std::shared_mutex lock;

@@ -60,7 +60,7 @@ skt_terms build_terms(const http_request& request, const http_surroundings& surr
           .deadline_us = get_steady_time_us() + surroundings.attempt_limit_us,
           .stop = surroundings.stop,
           .refused_own_port = surroundings.own_port,
-          .refuses_own_addresses = surroundings.strict_safety && is_admin_page(request),
+          .refuses_own_addresses = surroundings.rules->strict_safety && is_admin_page(request),
           .fault = &fault};
 }
 

@@ -11,6 +11,7 @@
 
 #include "crawler/fetch/fetch_settings.h"
 #include "crawler/fetch/http_message.h"
+#include "crawler/rules/crawl_rules.h"
 
 namespace wk {
 
@@ -27,7 +28,8 @@ struct http_surroundings {
   std::string proxy;                            // the environment's HTTP_PROXY goes before it
   const std::atomic<uint32_t>* stop = nullptr;  // ends every wait; null: none
   uint32_t own_port = 0;                        // never asked for on this machine; 0: none
-  bool strict_safety = false;                   // nor is an administration page on any port of it
+  // With strict safety no administration page on any port of it is asked for either.
+  const crawl_rules* rules = &DOCUMENTED_RULES;
   uint64_t attempt_limit_us = HTTP_ATTEMPT_LIMIT_US;
 };
 

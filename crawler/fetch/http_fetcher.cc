@@ -34,7 +34,7 @@ int find_settings_credential(std::string_view url, std::string& value, void* con
 fetch_plan build_fetch_plan(const fetch_settings& settings) {
   fetch_plan plan;
   plan.surroundings.proxy = settings.proxy;
-  plan.surroundings.strict_safety = settings.strict_safety;
+  plan.surroundings.rules = settings.rules;
   if (settings.gate != nullptr) plan.surroundings.stop = &settings.gate->stop;
   const std::shared_lock<std::shared_mutex> hold(settings.lock);
   // In 32 bits: a count of 4294967294 allows no attempt, 4294967295 one.
@@ -132,7 +132,7 @@ fetch_step answer_challenge(http_fetcher& fetcher, uint32_t previous_status) {
 void move_to_target(http_fetcher& fetcher, const std::string& url) {
   http_request& request = fetcher.request;
   fetcher.current_url = url;
-  if (!fetcher.settings->strict_safety) {
+  if (!fetcher.settings->rules->strict_safety) {
     set_target_http_request(request, fetcher.current_url);
     return;
   }
@@ -156,9 +156,9 @@ fetch_step follow_redirect(http_fetcher& fetcher) {
   if (location == nullptr) return FETCH_AGAIN;
   std::string url;
   if (build_absolute_url(url, trim_blanks(*location), fetcher.current_url) == 0) return FETCH_AGAIN;
-  if (fetcher.settings->canonical_urls) canonicalize_url(url);
+  if (fetcher.settings->rules->canonical_urls) canonicalize_url(url);
   if (!is_acceptable_url(url)) return FETCH_AGAIN;
-  if (fetcher.settings->strict_safety && fetcher.may_follow != nullptr &&
+  if (fetcher.settings->rules->strict_safety && fetcher.may_follow != nullptr &&
       !fetcher.may_follow(url, fetcher.may_follow_context)) {
     return FETCH_FAILED;
   }
@@ -245,7 +245,7 @@ int fetch_url(http_fetcher& fetcher, std::string_view url, std::string_view refe
 }
 
 bool fetch_url_once(http_fetcher& fetcher, std::string_view url, uint64_t limit_us) {
-  if (fetcher.settings->strict_safety && fetcher.may_follow != nullptr &&
+  if (fetcher.settings->rules->strict_safety && fetcher.may_follow != nullptr &&
       !fetcher.may_follow(url, fetcher.may_follow_context)) {
     return false;
   }

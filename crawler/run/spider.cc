@@ -391,7 +391,7 @@ void run_spider(Crawler& crawler, url_watch& watch, uint32_t number) {
               .fetcher = create_http_fetcher(crawler.fetch),
               .robots_fetcher = create_http_fetcher(crawler.fetch),
               .script_fetcher = create_http_fetcher(crawler.fetch),
-              .link_context = create_link_context(),
+              .link_context = create_link_context(crawler.rules),
               .links = {},
               .url = {},
               .scratch = {}};
@@ -402,7 +402,6 @@ void run_spider(Crawler& crawler, url_watch& watch, uint32_t number) {
   use_cookies(*self.fetcher, crawler.cookies);
   use_cookies(*self.robots_fetcher, crawler.cookies);
   use_cookies(*self.script_fetcher, crawler.cookies);
-  set_canonical_link_context(*self.link_context, crawler.canonical_urls);
   if (crawler.parse_javascript_flash != 0) {
     set_script_fetcher_link_context(*self.link_context, self.script_fetcher.get());
   }

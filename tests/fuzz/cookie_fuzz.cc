@@ -17,8 +17,8 @@ std::string build_header_slowly(const cookie_jar& jar, std::string_view url) {
   for (const cookie& each : list_cookie_jar(jar)) {
     std::string_view key = each.key;
     if (key.starts_with('.')) key.remove_prefix(1);
-    const bool fits = jar.store.strict_safety ? does_url_key_fit(each.key, target)
-                                              : url.find(key) != std::string_view::npos;
+    const bool fits = jar.store.rules->strict_safety ? does_url_key_fit(each.key, target)
+                                                     : url.find(key) != std::string_view::npos;
     const bool outdated = each.expiry != 0 && each.expiry <= NOON;
     if (fits && !outdated) header += each.name + "=" + each.value + "; ";
   }
@@ -30,7 +30,8 @@ std::string build_header_slowly(const cookie_jar& jar, std::string_view url) {
 void test_one_input(std::string_view bytes) {
   cookie_jar jar;
   jar.clock = [] { return NOON; };
-  jar.store.strict_safety = take_byte(bytes) % 2 != 0;
+  const crawl_rules rules{.strict_safety = take_byte(bytes) % 2 != 0};
+  jar.store.rules = &rules;
   const std::string_view url = take_part(bytes), domain = take_part(bytes);
   while (!bytes.empty()) {
     cookie_jar_parse_set_cookie(jar, domain, take_part(bytes), take_part(bytes));

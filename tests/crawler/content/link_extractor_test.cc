@@ -18,9 +18,9 @@ constexpr const char* PAGE_URL = "http://h/d/p";
 
 // The links of page, those below http://h/d/ without that prefix.
 strings find_links(std::string_view page, std::string_view base = "", bool canonical = false) {
-  const link_context_ptr context = create_link_context();
+  const crawl_rules rules{.canonical_urls = canonical};
+  const link_context_ptr context = create_link_context(rules);
   set_base_link_context(*context, base);
-  set_canonical_link_context(*context, canonical);
   link_list links;
   extract_links(PAGE_URL, page, *context, links);
   strings found;

@@ -43,12 +43,13 @@ void change(Crawler& crawler, const crawler_place& place) {
 
 auto list_settings(const Crawler& c) {
   const fetch_settings& f = c.fetch;
-  return std::tuple(c.waits_for_hosts, c.canonical_urls, c.follows_links, c.parse_javascript_flash,
-                    c.forever_mode, c.store_directory, c.temp_directory, c.link_file_base,
-                    c.admin_port, c.nb_spiders, c.stop_when_empty, c.admin_thread_sleep_time_ms,
-                    c.checkpoint_directory, c.checkpoint_interval_seconds, f.proxy, f.user_agent,
-                    f.timeout_ms, f.retries, f.retry_wait_ms, f.all_cookies_mode,
-                    f.no_cookie_domains, f.strict_safety, f.canonical_urls, f.credentials.size());
+  return std::tuple(c.waits_for_hosts, c.rules.canonical_urls, c.follows_links,
+                    c.parse_javascript_flash, c.forever_mode, c.store_directory, c.temp_directory,
+                    c.link_file_base, c.admin_port, c.nb_spiders, c.stop_when_empty,
+                    c.admin_thread_sleep_time_ms, c.checkpoint_directory,
+                    c.checkpoint_interval_seconds, f.proxy, f.user_agent, f.timeout_ms, f.retries,
+                    f.retry_wait_ms, f.all_cookies_mode, f.no_cookie_domains, c.rules.strict_safety,
+                    f.credentials.size());
 }
 
 TEST(crawler_image, brings_every_setting_back) {

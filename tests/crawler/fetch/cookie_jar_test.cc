@@ -18,9 +18,12 @@ constexpr uint32_t NOON = 1'000'000'000;
 
 // A jar on the test's clock.
 struct test_jar : cookie_jar {
+  crawl_rules rules;
+
   explicit test_jar(bool strict_safety = false) {
     clock = [] { return NOON; };
-    store.strict_safety = strict_safety;
+    rules.strict_safety = strict_safety;
+    store.rules = &rules;
   }
   void add(std::string_view key, uint32_t expiry, std::string_view name, std::string_view value) {
     EXPECT_EQ(cookie_jar_add(*this, key, "/", expiry, name, value), 1);

@@ -80,7 +80,8 @@ TEST_F(fetch_url_from_server, tries_again_and_follows_what_may_pass) {
     EXPECT_EQ(fetcher->current_url,
               c.target == "https" ? c.location : get_url(c.target.empty() ? path : c.target));
   }
-  settings.canonical_urls = true;
+  const crawl_rules canonical{.canonical_urls = true};
+  settings.rules = &canonical;
   EXPECT_EQ(fetch(serve({303}, "/end#f")), 1);
   EXPECT_EQ(fetcher->current_url, get_url("/end"));
   EXPECT_EQ(seconds, 1u);
@@ -89,6 +90,8 @@ TEST_F(fetch_url_from_server, tries_again_and_follows_what_may_pass) {
 // A site that asks for credentials sends on to another host, which is given what the rules allow.
 TEST_F(fetch_url_from_server, gives_credentials_to_another_host_only_without_strict_safety) {
   const scripted_server other = start_scripted_server("127.0.0.2");
+  crawl_rules rules;
+  settings.rules = &rules;
   settings.retries = 2;
   settings.user_agent = "crawl/1.0";
   add_credential_fetch_settings(settings, "elsewhere.test", "x", "y");
@@ -99,7 +102,7 @@ TEST_F(fetch_url_from_server, gives_credentials_to_another_host_only_without_str
     return url.starts_with("http://127.0.0.1") ? 1 : 0;
   };
   for (const bool strict : {false, true}) {
-    settings.strict_safety = strict;
+    rules.strict_safety = strict;
     for (const scripted_server* target : {&std::as_const(server), &other}) {
       const std::string path = serve({401, 302}, get_url_scripted_server(*target, "/"));
       EXPECT_EQ(fetch_url(*fetcher, get_url(path), "http://from.test/", seconds), 0) << "no page";
@@ -182,7 +185,8 @@ TEST(find_credential, matches_keys_as_strictly_as_it_is_told) {
     add_credential_fetch_settings(settings, key, "u", "p");
     std::string value;
     EXPECT_EQ(find_credential_fetch_settings(settings, url, value), easy);
-    settings.strict_safety = true;
+    const crawl_rules rules{.strict_safety = true};
+    settings.rules = &rules;
     EXPECT_EQ(find_credential_fetch_settings(settings, url, value), strict);
   }
 }

@@ -300,7 +300,8 @@ TEST_F(robots_of_server, forbid_nothing_without_a_file) {
 }
 
 TEST_F(robots_of_server, follow_redirects_without_asking_themselves) {
-  settings.strict_safety = true;
+  const crawl_rules rules{.strict_safety = true};
+  settings.rules = &rules;
   settings.retries = 1;
   struct redirect_test {
     robots_cache* cache;
