@@ -68,7 +68,10 @@ void test_one_input(std::string_view bytes) {
   static const temp_directory directory;
   static crawler_ptr crawler;
   static uint32_t nb_runs = 0;
-  if (nb_runs++ % 64 == 0) crawler = build_small_crawler(directory.path);
+  if (nb_runs++ % 64 == 0) {
+    crawler.reset();  // gives the directory back
+    crawler = build_small_crawler(directory.path);
+  }
 
   const size_t step = size_t{take_byte(bytes)} + 1;
   const std::string marked = mark_brackets(bytes);
