@@ -7,8 +7,6 @@
 #include <vector>
 
 #include "crawler/core/checkpoint_directory.h"
-#include "crawler/horizon/horizon.h"
-#include "crawler/horizon/horizon_file_name.h"
 #include "wkstd/directory.h"
 #include "wkstd/directory_copy.h"
 #include "wkstd/error.h"
@@ -38,14 +36,18 @@ std::string choose_beside(const Crawler& crawler, const std::string& target) {
   return is_taken ? std::string() : beside;
 }
 
-// The caller holds the horizon's lock.
-bool copy_horizon(const Crawler& crawler, const std::string& directory, directory_lock_ptr& lock) {
-  std::vector<std::string> names;
-  if (!list_files(crawler.temp_directory, names)) return false;
-  std::erase_if(names, [](const std::string& name) { return !is_horizon_file_name(name); });
+// Where the horizon's files go.
+struct checkpoint_target {
+  const Crawler& crawler;
+  const std::string& directory;
+  directory_lock_ptr& lock;
+};
+
+bool keep_in_checkpoint(const std::string& horizon_directory, const std::vector<std::string>& names,
+                        void* context) {
+  const auto& [crawler, directory, lock] = *static_cast<checkpoint_target*>(context);
   const std::string target = resolve_path(directory);  // a symbolic link to it stays
-  return replace_checkpoint(crawler.temp_directory, names, target, choose_beside(crawler, target),
-                            lock);
+  return replace_checkpoint(horizon_directory, names, target, choose_beside(crawler, target), lock);
 }
 
 checkpoint_status report_checkpoint(Crawler& crawler, const std::string& directory,
@@ -121,11 +123,9 @@ checkpoint_status write_checkpoint(Crawler& crawler, const std::string& director
   }
   if (!reason.empty()) return report_checkpoint(crawler, directory, CHECKPOINT_REFUSED, reason);
   flush_for_checkpoint(crawler);
-  horizon& urls = *crawler.horizon->self;
-  const std::unique_lock<std::mutex> hold = lock_horizon(urls);
+  checkpoint_target target{crawler, directory, is_own ? own_lock : other_lock};
   errno = 0;
-  const bool written = save_horizon(urls) == HORIZON_OK &&
-                       copy_horizon(crawler, directory, is_own ? own_lock : other_lock);
+  const bool written = crawler.horizon->save(*crawler.horizon, keep_in_checkpoint, &target);
   if (!written) reason = errno != 0 ? get_system_error_text(errno) : "the horizon can't be saved";
   if (written && !is_own) own_lock = std::move(other_lock);
   return report_checkpoint(crawler, directory, written ? CHECKPOINT_OK : CHECKPOINT_FAILED, reason);
@@ -141,11 +141,7 @@ bool restore_crawler(Crawler& crawler) {
                               crawler.checkpoint_directory.c_str(), crawler.temp_directory.c_str(),
                               get_system_error_text(errno).c_str()));
   }
-  horizon& urls = *crawler.horizon->self;
-  {
-    const std::unique_lock<std::mutex> hold = lock_horizon(urls);
-    if (restore_horizon(urls) != HORIZON_OK) whole = false;
-  }
+  if (!crawler.horizon->restore(*crawler.horizon)) whole = false;
   if (!whole) keep_checkpoint(crawler);
   resume_url_hold(*crawler.store);
   open_links_crawler(crawler);

@@ -2,7 +2,6 @@
 
 #include <numeric>
 
-#include "crawler/horizon/horizon.h"
 #include "wkstd/clock.h"
 #include "wkstd/text.h"
 
@@ -30,11 +29,11 @@ void gather_times(const Crawler& crawler, crawl_facts& facts) {
 }
 
 void gather_horizon(const Crawler& crawler, crawl_facts& facts) {
-  const horizon& urls = *crawler.horizon->self;
-  facts.nb_queued = crawler.horizon->count_urls(*crawler.horizon);
-  facts.nb_active = crawler.horizon->active_urls(*crawler.horizon);
-  facts.nb_known = urls.nb_known.load(std::memory_order_relaxed);
-  facts.nb_doubtful = urls.nb_doubtful.load(std::memory_order_relaxed);
+  const horizon_facts urls = crawler.horizon->get_facts(*crawler.horizon);
+  facts.nb_queued = urls.nb_queued;
+  facts.nb_active = urls.nb_active;
+  facts.nb_known = urls.nb_known;
+  facts.nb_doubtful = urls.nb_doubtful;
 }
 
 // A document that is counted meanwhile may show in the megabytes and not yet in the bytes.

@@ -4,9 +4,11 @@
 #include <chrono>
 
 #include "crawler/horizon/horizon.h"
+#include "crawler/horizon/horizon_file_name.h"
 #include "crawler/url/url_form.h"
 #include "crawler/url/url_parts.h"
 #include "wkstd/clock.h"
+#include "wkstd/directory.h"
 #include "wkstd/error.h"
 #include "wkstd/state_stream.h"
 
@@ -158,6 +160,28 @@ void exhaust_host(frontier_ops& ops, std::string_view host) {
   exhaust_host_nfrontier(ops.self->frontier, host);
 }
 
+horizon_facts get_facts(const frontier_ops& ops) {
+  const horizon& self = *ops.self;
+  return {.nb_queued = self.frontier.nb_urls.load(std::memory_order_relaxed),
+          .nb_active = self.active_urls.load(std::memory_order_relaxed),
+          .nb_doubtful = self.nb_doubtful.load(std::memory_order_relaxed),
+          .nb_known = self.nb_known.load(std::memory_order_relaxed)};
+}
+
+bool save(frontier_ops& ops, keep_horizon_files keep, void* context) {
+  horizon& self = *ops.self;
+  const std::lock_guard<std::mutex> hold(self.lock);
+  std::vector<std::string> names;
+  if (save_horizon(self) != HORIZON_OK || !list_files(self.directory, names)) return false;
+  std::erase_if(names, [](const std::string& name) { return !is_horizon_file_name(name); });
+  return keep(self.directory, names, context);
+}
+
+bool restore(frontier_ops& ops) {
+  const std::lock_guard<std::mutex> hold(ops.self->lock);
+  return restore_horizon(*ops.self) == HORIZON_OK;
+}
+
 void set_host_share(frontier_ops& ops, uint32_t share) {
   const std::lock_guard<std::mutex> hold(ops.self->lock);
   ops.self->frontier.terms.share = share;
@@ -196,6 +220,9 @@ constexpr frontier_ops HORIZON_OPS = {
     .active_urls = active_urls,
     .is_exhausted = is_exhausted,
     .exhaust_host = exhaust_host,
+    .get_facts = get_facts,
+    .save = save,
+    .restore = restore,
     .set_host_share = set_host_share,
     .tell_answer = tell_answer,
     .rest_host = rest_host,

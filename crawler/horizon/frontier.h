@@ -12,11 +12,25 @@
 #include <span>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace wk {
 
 struct horizon;
 struct frontier_ops;
+
+// What is worth knowing of a horizon at any moment.
+struct horizon_facts {
+  uint32_t nb_queued = 0;    // URLs in all queues
+  uint32_t nb_active = 0;    // handed out, not ended
+  uint32_t nb_doubtful = 0;  // to be looked up before it is known whether they are queued
+  uint64_t nb_known = 0;     // had before
+};
+
+// Takes over the files of a horizon that stand in directory under these names; false, and errno
+// says why, when it could not. They do not change until it returns.
+using keep_horizon_files = bool (*)(const std::string& directory,
+                                    const std::vector<std::string>& names, void* context);
 
 constexpr uint32_t FRONTIER_MODE = 2222;
 
@@ -61,6 +75,14 @@ struct frontier_ops {
   bool (*is_exhausted)(frontier_ops& ops);
   // From now on URLs of this host (as find_url_host gives it) are dropped when their turn comes.
   void (*exhaust_host)(frontier_ops& ops, std::string_view host);
+
+  horizon_facts (*get_facts)(const frontier_ops& ops);  // takes no lock
+  // Puts every URL that was accepted and not ended into files of the directory and has them kept.
+  // False when the disk or keep refused, which leaves the horizon as it was.
+  bool (*save)(frontier_ops& ops, keep_horizon_files keep, void* context);
+  // Takes the state out of the files that stand in the directory; the horizon was cleared before.
+  // False when not all could be read, which was said on standard error; the rest was taken.
+  bool (*restore)(frontier_ops& ops);
 
   // How spiders keep from waiting for the same host. Each may be null: the kind knows no such
   // terms.

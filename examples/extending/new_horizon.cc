@@ -125,6 +125,11 @@ void begin_url(frontier_ops& ops) {
   ++ops.self->hands.nb_unnamed;
 }
 
+horizon_facts get_facts(const frontier_ops& ops) {
+  const memory_horizon& self = get_memory(ops);
+  return {.nb_queued = self.nb_waiting, .nb_active = self.active_urls, .nb_known = self.nb_known};
+}
+
 constexpr frontier_ops MEMORY_FRONTIER_OPS = {
     .mode = 1,  // any but FRONTIER_MODE
     .self = nullptr,
@@ -148,6 +153,9 @@ constexpr frontier_ops MEMORY_FRONTIER_OPS = {
     .active_urls = [](const frontier_ops& ops) -> uint32_t { return ops.self->active_urls; },
     .is_exhausted = is_exhausted,
     .exhaust_host = exhaust_host,
+    .get_facts = get_facts,
+    .save = [](frontier_ops&, keep_horizon_files, void*) { return false; },  // it has no files
+    .restore = [](frontier_ops&) { return true; },
     .set_host_share = nullptr,
     .tell_answer = nullptr,
     .rest_host = nullptr,
