@@ -69,7 +69,9 @@ frontier_ptr build_horizon(const CrawlerConfig& config) {
   settings.disk_cache_size = take_positive(config.disk_cache_size, defaults.disk_cache_size);
   settings.interval_seconds = take_positive(config.sleep_interval_seconds, 0);
   settings.nb_hosts_expected = static_cast<uint32_t>(config.seed_urls.size());
-  return create_frontier(settings);
+  frontier_ptr horizon = create_frontier(settings);
+  horizon->set_option(*horizon, config.depth_first ? 1 : 0);
+  return horizon;
 }
 
 void set_up_fetching(Crawler& crawler, const CrawlerConfig& config) {
