@@ -98,8 +98,9 @@ http_trouble find_trouble(const skt_terms& terms) {
   if (is_stopped(terms)) return HTTP_STOPPED;
   switch (*terms.fault) {
     case SKT_NO_FAULT:
-    case SKT_PEER_FAULT:
       break;
+    case SKT_PEER_FAULT:
+      return HTTP_NO_TROUBLE;
     case SKT_NO_ADDRESS_FAULT:
       return HTTP_NO_ADDRESS;
     case SKT_OWN_FAULT:
@@ -229,6 +230,7 @@ uint32_t make_attempt(http_request& request, http_response& response,
 
   skt_fault fault = SKT_NO_FAULT;
   const skt_terms terms = build_terms(request, surroundings, fixed_timeout, fault);
+  errno = 0;  // a shortage of something before is none of this attempt
   const socket_holder peer(connect_to_peer(request, proxy, terms));
   // From here on what a call leaves there tells a shortage from a failure of the site's.
   if (peer.handle >= 0) errno = 0;

@@ -139,6 +139,12 @@ void tell_horizon(spider& self) {
                     get_missing_time_skt_address(name.c_str(), get_steady_time_us()));
 }
 
+// A page that a stop cut off, or that came after it, is not stored and will be fetched again.
+step give_up_page(spider& self) {
+  cancel_fetch_page_allowance(self.crawler.allowance, self.url);
+  return DONE;
+}
+
 // Fetches the page and counts how that ended. True when it came.
 bool fetch_and_count(spider& self, uint64_t& time_us) {
   set_state_spider(self.counts, SPIDER_FETCHING);
@@ -154,10 +160,7 @@ bool fetch_and_count(spider& self, uint64_t& time_us) {
 step fetch_page(spider& self) {
   uint64_t time_us = 0;
   const bool came = fetch_and_count(self, time_us);
-  if (is_cut_by_stop(self, *self.fetcher)) {
-    cancel_fetch_page_allowance(self.crawler.allowance, self.url);
-    return DONE;
-  }
+  if (is_cut_by_stop(self, *self.fetcher)) return give_up_page(self);
   tell_horizon(self);
   if (came) {
     log_url(self, format_text("  Grabbed page (HTTP CODE %u)", self.fetcher->response.status));
@@ -175,12 +178,6 @@ step fetch_page(spider& self) {
     write_status(self);
   }
   return release_url(self);
-}
-
-// A page that came after the stop is not stored, and will be fetched again.
-step give_up_page(spider& self) {
-  cancel_fetch_page_allowance(self.crawler.allowance, self.url);
-  return DONE;
 }
 
 std::string_view get_content_type(const spider& self) {

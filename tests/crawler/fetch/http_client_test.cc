@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cerrno>
 #include <cstdlib>
 #include <string>
 #include <tuple>
@@ -116,7 +117,9 @@ TEST_F(http_get_from_server, refuses_what_it_cannot_ask_for_and_prefers_the_envi
   surroundings.own_port = get_port_scripted_server(server);
   for (const std::string url : {"https://127.0.0.1/", "ftp://127.0.0.1/", "gopher://127.0.0.1/",
                                 "http:///", "http://127.0.0.1:0/", "http://127.0.0.1:65536/", ""}) {
+    errno = EMFILE;  // of something before
     EXPECT_EQ(get_url(url.empty() ? get_url_scripted_server(server, "/") : url), 400u) << url;
+    EXPECT_EQ(response.trouble, url.empty() ? HTTP_OWN_SERVER : HTTP_NO_TROUBLE) << url;
   }
   surroundings.own_port = 0;
   EXPECT_EQ(get("/a\r\nX: y"), 400u);
