@@ -80,6 +80,7 @@ TEST(crawl, paces_each_host_and_lets_none_wait_for_another) {
     setup.profile.seeds.push_back(get_url_scripted_server(*server, "/"));
   }
   setup.profile.sleep_interval = 1;
+  setup.profile.nb_queues = 1'000'003;  // hosts that share a queue share its interval
   const crawl_place place;
   const crawl_result crawl = run_crawl(place, setup);
   EXPECT_EQ(crawl.program.exit_status, 0) << crawl.program.errors;
